@@ -1,0 +1,354 @@
+#include "QfnCoordinator/InternalCoordinator.h"
+
+#include "QfnLogger/Check.h"
+#include "QfnTask/Task.h"
+#include "QfnUtils/Pipes.h"
+
+namespace Qfn {
+
+const std::string InternalCoordinator::TYPENAME = "InternalCoordinator";
+
+std::shared_ptr<IObject> InternalCoordinator::fSingleton;
+bool InternalCoordinator::fSingletonReleased = false;
+bool InternalCoordinator::fIsStarted = false;
+bool InternalCoordinator::fIsTerminating = false;
+bool InternalCoordinator::fIsShuttingDown = false;
+bool InternalCoordinator::fCanTerminate = true;
+bool InternalCoordinator::fIsEmbedded = false;
+int InternalCoordinator::fIsMainCoordinator = 0;
+
+std::string InternalCoordinator::fCoordinatorName = "net.quillfern.coordinator.main";
+std::string InternalCoordinator::fCoordinatorShortName;
+std::string InternalCoordinator::fScriptFilePath;
+std::string InternalCoordinator::fStartupScriptFilePath;
+std::string InternalCoordinator::fPrompt = "> ";
+std::string InternalCoordinator::fPromptContinuation = ">> ";
+std::string InternalCoordinator::fDataRequestData;
+std::string InternalCoordinator::fCallBackID = "net.quillfern.callbackid.commandline.default";
+std::string InternalCoordinator::fRemoteCoordinatorURL;
+std::vector<std::string> InternalCoordinator::fLaunchArgs;
+bool InternalCoordinator::fIsServer = false;
+bool InternalCoordinator::fIsInteractive = false;
+bool InternalCoordinator::fReadStdIn = false;
+bool InternalCoordinator::fIsRunTests = false;
+bool InternalCoordinator::fIsReportSessionData = false;
+bool InternalCoordinator::fIsIgnoreInterrupt = false;
+int64_t InternalCoordinator::fConsoleEcho = 1;
+int64_t InternalCoordinator::fDelayQuitMicroseconds = 2000000;
+int64_t InternalCoordinator::fEventLoopMicroseconds = 10000;
+int64_t InternalCoordinator::fEventLoopSleepMicroseconds = 1000;
+int64_t InternalCoordinator::fInternalCoordinatorTimesliceMicroseconds = 10000;
+int64_t InternalCoordinator::fDefaultTimeoutMicroseconds = 10000000;
+int64_t InternalCoordinator::fRemoteTimeoutMicroseconds = 2000000;
+
+namespace {
+const std::shared_ptr<Task> kNoTask;
+}
+
+std::shared_ptr<IObject> InternalCoordinator::factory()
+{
+    std::shared_ptr<IObject> retVal;
+    try {
+        do {
+            if (!fSingleton && !fSingletonReleased) {
+                fSingleton = Object::adopt(new InternalCoordinator(), &InternalCoordinator::deleter);
+            }
+            retVal = fSingleton;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+void InternalCoordinator::releaseSingleton()
+{
+    fSingletonReleased = true;
+    fSingleton.reset();
+}
+
+void InternalCoordinator::deleter(InternalCoordinator* internalCoordinator)
+{
+    try {
+        do {
+            SANITY_CHECK(internalCoordinator);
+            fIsShuttingDown = true;
+            if (!internalCoordinator->fMessageQueue.empty()) {
+                LOG_WARNING("EXPECTED failed: 'message queue not empty' evaluates to false");
+                internalCoordinator->fMessageQueue.clear();
+            }
+            internalCoordinator->fMainTask.reset();
+            internalCoordinator->fGatewaySendMethod = nullptr;
+            fLaunchArgs.clear();
+            SANITY_CHECK(internalCoordinator->deregisterPendingTasks());
+            SANITY_CHECK(deregisterTests());
+            SANITY_CHECK(deregisterObjectClasses());
+        } while (false);
+        // The storage goes back whatever failed above, so that nothing outlives the process's work.
+        if (internalCoordinator) {
+            Object::deleter(internalCoordinator);
+            delete internalCoordinator;
+        }
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+}
+
+bool InternalCoordinator::registerDeregisterClass(RegisterDeregister registerDeregister)
+{
+    bool retVal = false;
+    try {
+        do {
+            if (registerDeregister == RegisterDeregister::REGISTER) {
+                SANITY_CHECK(Object::registerFactory(TYPENAME, InternalCoordinator::factory));
+            } else if (registerDeregister == RegisterDeregister::DEREGISTER) {
+                SANITY_CHECK(Object::deregisterFactory(TYPENAME));
+            } else {
+                LOG_ERROR("no registerDeregister");
+                break;
+            }
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+namespace {
+
+using ClassRegistration = bool (*)(RegisterDeregister);
+
+// Every class with a factory, bases before derived classes; more join as their subsystems come.
+const ClassRegistration kObjectClasses[] = {&InternalCoordinator::registerDeregisterClass};
+
+}  // namespace
+
+bool InternalCoordinator::registerObjectClasses()
+{
+    bool retVal = false;
+    try {
+        do {
+            bool allRegistered = true;
+            for (ClassRegistration registration : kObjectClasses) {
+                if (!registration(RegisterDeregister::REGISTER)) {
+                    LOG_ERROR("failed to register class");
+                    allRegistered = false;
+                    break;
+                }
+            }
+            retVal = allRegistered;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool InternalCoordinator::deregisterObjectClasses()
+{
+    bool retVal = false;
+    try {
+        do {
+            bool allDeregistered = true;
+            for (size_t index = std::size(kObjectClasses); index-- > 0;) {
+                if (!kObjectClasses[index](RegisterDeregister::DEREGISTER)) {
+                    LOG_ERROR("failed to de-register class");
+                    allDeregistered = false;
+                    break;
+                }
+            }
+            retVal = allDeregistered;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+// The built-in self-test classes are not part of this build; there is nothing to register.
+bool InternalCoordinator::registerTests() { return true; }
+
+bool InternalCoordinator::deregisterTests() { return true; }
+
+std::shared_ptr<OMScope> InternalCoordinator::getCoordinatorScope()
+{
+    // TODO(#3): the coordinator scope comes with the object model's scopes.
+    return nullptr;
+}
+
+const std::shared_ptr<Task>& InternalCoordinator::getMainTask()
+{
+    auto* internalCoordinator = dynamic_cast<InternalCoordinator*>(fSingleton.get());
+    return internalCoordinator ? internalCoordinator->fMainTask : kNoTask;
+}
+
+bool InternalCoordinator::isTerminating() { return fIsTerminating || fSingletonReleased; }
+
+bool InternalCoordinator::isTerminatingAndIdle()
+{
+    bool retVal = false;
+    try {
+        do {
+            auto* internalCoordinator = dynamic_cast<InternalCoordinator*>(fSingleton.get());
+            if (!internalCoordinator) {
+                retVal = true;
+                break;
+            }
+            if (!fIsTerminating) break;
+            retVal = internalCoordinator->isIdle();
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool InternalCoordinator::terminate()
+{
+    bool retVal = false;
+    try {
+        do {
+            LOG_NOTE("terminate()");
+            if (!fCanTerminate) {
+                LOG_WARNING("cannot terminate - fCanTerminate is false");
+                break;
+            }
+            fIsTerminating = true;
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool InternalCoordinator::isIdle() const
+{
+    bool retVal = false;
+    try {
+        do {
+            bool serviceIdle = Service_abstract::isIdle();
+            bool holding = isHoldingSiblingResponsesForTermination();
+            bool idle = fIsProcessingMessageQueue == 0 && fMessageQueue.empty() && serviceIdle && !holding;
+            retVal = idle;
+            if (!fIsTerminating || Log::getLogLevel() < 3) break;
+            if (idle) LOG_NOTE("fIsTerminating and isIdle");
+            if (fIsProcessingMessageQueue > 0) {
+                LOG_NOTE("fIsTerminating but not idle because fIsProcessingMessageQueue");
+            }
+            if (!fMessageQueue.empty()) LOG_NOTE("fIsTerminating but not idle because ! fMessageQueue.empty()");
+            if (!serviceIdle) {
+                LOG_NOTE("fIsTerminating but not idle because inherited ! Service_abstract::isIdle()");
+            }
+            if (!Pipes::isAllWritePipesIdle()) LOG_NOTE("fIsTerminating but not idle because write pipes not idle");
+            if (!Pipes::isAllReadPipesIdle()) LOG_NOTE("fIsTerminating but not idle because read pipes not idle");
+            if (holding) {
+                LOG_NOTE("fIsTerminating but not idle because isHoldingSiblingResponsesForTermination()");
+            }
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool InternalCoordinator::isHoldingSiblingResponsesForTermination() const
+{
+    return fIsTerminating && Pipes::namedPipeExists(getNamedPipePath());
+}
+
+bool InternalCoordinator::setCanTerminate(bool value)
+{
+    fCanTerminate = value;
+    return true;
+}
+
+bool InternalCoordinator::setIsEmbedded(bool value)
+{
+    bool retVal = false;
+    try {
+        do {
+            SANITY_CHECK(!InternalCoordinator::fIsStarted);
+            fIsEmbedded = value;
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool InternalCoordinator::setName(const std::string& name)
+{
+    bool retVal = false;
+    try {
+        do {
+            SANITY_CHECK(!InternalCoordinator::fIsStarted);
+            fCoordinatorName = name;
+            fIsMainCoordinator = 0;
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool InternalCoordinator::isMainCoordinator()
+{
+    if (fIsMainCoordinator == 0) fIsMainCoordinator = fCoordinatorName == "net.quillfern.coordinator.main" ? 1 : 2;
+    return fIsMainCoordinator == 1;
+}
+
+bool InternalCoordinator::setIsReportSessionData(bool value)
+{
+    fIsReportSessionData = value;
+    return true;
+}
+
+bool InternalCoordinator::setGatewaySendMethod(GatewaySendMethod sendMethod)
+{
+    fGatewaySendMethod = sendMethod;
+    return true;
+}
+
+bool InternalCoordinator::deregisterObject()
+{
+    bool retVal = false;
+    try {
+        do {
+            SANITY_CHECK(destroyNamedPipe());
+            SANITY_CHECK(destroySessionData());
+            fMessageQueue.clear();
+            SANITY_CHECK(deregisterPendingTasks());
+            SANITY_CHECK(Service_abstract::deregisterObject());
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool InternalCoordinator::monitorNamedPipe() { return true; }
+
+bool InternalCoordinator::processMessageQueues() { return true; }
+
+bool InternalCoordinator::destroyNamedPipe() { return true; }
+
+bool InternalCoordinator::destroySessionData() { return true; }
+
+bool InternalCoordinator::writeSessionData() { return true; }
+
+bool InternalCoordinator::publishMyPid() { return true; }
+
+bool InternalCoordinator::verifyMyPublishedPid() { return true; }
+
+bool InternalCoordinator::restoreMyPid() { return true; }
+
+bool InternalCoordinator::deregisterPendingTasks() { return true; }
+
+std::string InternalCoordinator::getNamedPipePath() const { return std::string(); }
+
+}  // namespace Qfn

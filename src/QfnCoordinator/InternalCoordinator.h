@@ -1,0 +1,183 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "QfnService/Service_abstract.h"
+
+namespace Qfn {
+
+class Task;
+class OMScope;
+
+using GatewaySendMethod = void (*)(const std::string& host, const std::string& message);
+
+// The one coordinator of the process: its settings (class-wide, readable before it exists), the
+// event loop that paces the coordinator thread, the main round, and termination.
+class InternalCoordinator : public Service_abstract {
+public:
+    static const std::string TYPENAME;
+    const std::string& typeName() const override { return TYPENAME; }
+
+    static std::shared_ptr<IObject> factory();
+    static void deleter(InternalCoordinator* internalCoordinator);
+    static bool registerDeregisterClass(RegisterDeregister registerDeregister);
+    // Lets go of the singleton: its deleter runs, and factory() makes no new one afterwards.
+    static void releaseSingleton();
+
+    // Start-up.
+    static bool init(int argc, char** argv);
+    static bool defaultConfig();
+    static bool parseCommandLineArgs(int argc, char** argv);
+    static bool processCmdLineArg(int switchChar, std::vector<std::string>& switchArgs);
+    static bool registerObjectClasses();
+    static bool deregisterObjectClasses();
+    static bool registerTests();
+    static bool deregisterTests();
+    static bool startMainTask();
+    static std::shared_ptr<OMScope> getCoordinatorScope();
+
+    // The event loop family.
+    static bool runEventLoop(int64_t timesliceMicroseconds);
+    static bool runEventLoopUntilNoMoreSubTasks(int64_t timesliceMicroseconds);
+    static bool runEventLoop(int64_t timesliceMicroseconds, const std::function<bool()>& stopTest);
+    static int64_t getEventLoopSleepMicrosecondsForMainTask();
+    // The adaptive sleep's rule at a given reading of the clock.
+    static int64_t adaptiveSleepMicroseconds(int64_t now);
+    static bool attachSleepLockFromQuillfernThread();
+    static bool releaseSleepLockFromQuillfernThread();
+    static std::mutex& getSleepQuillfernMutex();
+    // Serves the coordinator thread's first hold of the sleep mutex, taken before the loop starts.
+    static void noteSleepLockHeldByThisThread();
+
+    static bool isTerminatingAndIdle();
+    static bool isTerminating();
+    static bool isShuttingDown() { return fIsShuttingDown; }
+    static bool isStarted() { return fIsStarted; }
+    static bool setCanTerminate(bool value);
+    static bool getIsEmbedded() { return fIsEmbedded; }
+    static bool setIsEmbedded(bool value);
+    static bool setName(const std::string& name);
+    static const std::string& getName() { return fCoordinatorName; }
+    static bool isMainCoordinator();
+    static const std::shared_ptr<Task>& getMainTask();
+
+    // Settings.
+    static int64_t getEventLoopMicroseconds() { return fEventLoopMicroseconds; }
+    static int64_t getEventLoopSleepMicroseconds() { return fEventLoopSleepMicroseconds; }
+    static int64_t getInternalCoordinatorTimesliceMicroseconds() { return fInternalCoordinatorTimesliceMicroseconds; }
+    static int64_t getDelayQuitMicroseconds() { return fDelayQuitMicroseconds; }
+    static int64_t getDefaultTimeoutMicroseconds() { return fDefaultTimeoutMicroseconds; }
+    static int64_t getRemoteTimeoutMicroseconds() { return fRemoteTimeoutMicroseconds; }
+    static int64_t getConsoleEcho() { return fConsoleEcho; }
+    static bool getIsServer() { return fIsServer; }
+    static bool getIsInteractive() { return fIsInteractive; }
+    static bool getReadStdIn() { return fReadStdIn; }
+    static bool getIsRunTests() { return fIsRunTests; }
+    static bool getIsReportSessionData() { return fIsReportSessionData; }
+    static bool setIsReportSessionData(bool value);
+    static bool getIsIgnoreInterrupt() { return fIsIgnoreInterrupt; }
+    static const std::string& getScriptFilePath() { return fScriptFilePath; }
+    static const std::vector<std::string>& getLaunchArgs() { return fLaunchArgs; }
+    static void setEventLoopSleepMicroseconds(int64_t value) { fEventLoopSleepMicroseconds = value; }
+    static void setInternalCoordinatorTimesliceMicroseconds(int64_t value) { fInternalCoordinatorTimesliceMicroseconds = value; }
+    static void setDefaultTimeoutMicroseconds(int64_t value) { fDefaultTimeoutMicroseconds = value; }
+
+    // Instance operations of the main round and of termination.
+    bool terminate();
+    bool isIdle() const override;
+    bool isHoldingSiblingResponsesForTermination() const;
+    bool reportMessagingActivityInEventLoop();
+    bool handleMessagingTimeslice();
+    static bool isTimedOut(int64_t endTime);
+    void timeslice_yielding(const std::shared_ptr<Task>& task, bool& completed);
+    bool setGatewaySendMethod(GatewaySendMethod sendMethod);
+    bool deregisterObject() override;
+
+    // Parts of the round whose subsystems (named pipes, session data, message routing) are not yet
+    // built: each does nothing and reports success.
+    bool monitorNamedPipe();
+    bool processMessageQueues();
+    bool destroyNamedPipe();
+    bool destroySessionData();
+    bool writeSessionData();
+    bool publishMyPid();
+    bool verifyMyPublishedPid();
+    bool restoreMyPid();
+    bool deregisterPendingTasks();
+    std::string getNamedPipePath() const;
+
+    uint64_t getTimesliceCount() const { return fTimesliceCount; }
+    uint64_t getTimesliceRoundsCompleted() const { return fTimesliceRoundsCompleted; }
+    uint32_t getEventLoopRounds() const { return fEventLoopRounds; }
+    bool getInRoundBody() const { return fInRoundBody; }
+
+    static constexpr const char* kVersion = "0.1.1";
+    static constexpr int kBuildNumber = 1;
+
+private:
+    InternalCoordinator() = default;
+
+    // Members of the singleton.
+    std::shared_ptr<Task> fMainTask;
+    bool fInRoundBody = false;
+    bool fIsInitDone = false;
+    int fIsProcessingMessageQueue = 0;
+    std::deque<std::shared_ptr<const IObject>> fMessageQueue;
+    uint64_t fTimesliceCount = 0;
+    uint64_t fTimesliceRoundsCompleted = 0;
+    uint32_t fEventLoopRounds = 0;
+    int32_t fMessagingActivity = 0;
+    GatewaySendMethod fGatewaySendMethod = nullptr;
+
+    // Class-wide state.
+    static std::shared_ptr<IObject> fSingleton;
+    static bool fSingletonReleased;
+    static bool fIsStarted;
+    static bool fIsTerminating;
+    static bool fIsShuttingDown;
+    static bool fCanTerminate;
+    static bool fIsEmbedded;
+    static bool fQuillfernThreadIdIsSet;
+    static std::thread::id fQuillfernThreadId;
+    static bool fIsSleepLockHeld;
+    static int fIsMainCoordinator;
+
+    static uint64_t fSleepActivityMark;
+    static bool fSleepFresh;
+    static int64_t fSleepDeadlineShort;
+    static int64_t fSleepDeadlineMedium;
+    static int64_t fSleepDeadlineLong;
+
+    static std::string fCoordinatorName;
+    static std::string fCoordinatorShortName;
+    static std::string fScriptFilePath;
+    static std::string fStartupScriptFilePath;
+    static std::string fPrompt;
+    static std::string fPromptContinuation;
+    static std::string fDataRequestData;
+    static std::string fCallBackID;
+    static std::string fRemoteCoordinatorURL;
+    static std::vector<std::string> fLaunchArgs;
+    static bool fIsServer;
+    static bool fIsInteractive;
+    static bool fReadStdIn;
+    static bool fIsRunTests;
+    static bool fIsReportSessionData;
+    static bool fIsIgnoreInterrupt;
+    static int64_t fConsoleEcho;
+    static int64_t fDelayQuitMicroseconds;
+    static int64_t fEventLoopMicroseconds;
+    static int64_t fEventLoopSleepMicroseconds;
+    static int64_t fInternalCoordinatorTimesliceMicroseconds;
+    static int64_t fDefaultTimeoutMicroseconds;
+    static int64_t fRemoteTimeoutMicroseconds;
+};
+
+}  // namespace Qfn

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "QfnLogger/ILogger.h"
+
+namespace Qfn {
+
+// Writes dated, tagged lines to standard error or an append-per-line log file, and to listeners.
+// It is not an Object: it must work before anything else exists and during static initialisation.
+class Logger : public virtual ILogger {
+public:
+    // The single logger; empty once it has been destroyed at process exit.
+    static std::shared_ptr<ILogger> getLogger();
+    // The same logger without touching its reference count: the hot path of every level test.
+    static ILogger* instance();
+
+    ~Logger() override;
+
+    void addLogListener(LogListener listener) override;
+    int32_t getLogLevel() const override { return fLogLevel; }
+    bool getIsLogIPC() const override { return fIsLogIPC; }
+    bool getIsLogScriptError() const override { return fIsLogScriptError; }
+    bool getIsLogTiming() const override { return fIsLogTiming; }
+    const std::string& getLogFile() const override { return fLogFile; }
+    const std::string& getTimingLogFile() const override { return fTimingLogFile; }
+    void logEntry(const char* file, uint32_t line, const char* function) override;
+    void logError(const char* file, uint32_t line, const char* function, const char* message) override;
+    void logExit(const char* file, uint32_t line, const char* function) override;
+    void log(const char* tag, const char* file, uint32_t line, const char* function,
+             const char* message) override;
+    void logNote(const char* file, uint32_t line, const char* function, const char* message) override;
+    void logTiming(const char* file, uint32_t line, const char* function, const char* label, int32_t first,
+                   int32_t second) override;
+    void logTimingLine(const char* file, uint32_t line, const char* function, const char* label,
+                       int32_t first, int32_t second) override;
+    void logTrace(const char* file, uint32_t line, const char* function, const char* message) override;
+    void logWarning(const char* file, uint32_t line, const char* function, const char* message) override;
+    void setLogFile(const std::string& path) override { fLogFile = path; }
+    void setLogLevel(int32_t level) override { fLogLevel = level; }
+    void setIsLogEntryExit(bool value) override;
+    void setIsLogIPC(bool value) override { fIsLogIPC = value; }
+    void setIsLogScriptError(bool value) override { fIsLogScriptError = value; }
+    void setIsLogTiming(bool value) override;
+    void setTimingLogFile(const std::string& path) override { fTimingLogFile = path; }
+
+    // The date and time of a log line, "%d-%m-%Y %H:%M:%S" in local time.
+    static std::string timeStamp();
+    // A right-aligned ten-character column of a timing line; blank for negative numbers.
+    static std::string timingColumn(int32_t value);
+
+private:
+    Logger() = default;
+
+    int32_t fLogLevel = 0;
+    bool fIsLogEntryExit = false;
+    std::string fLogFile;
+    bool fIsLogIPC = false;
+    bool fIsLogScriptError = false;
+    bool fIsLogTiming = false;
+    std::string fTimingLogFile;
+    std::vector<LogListener> fLogListeners;
+};
+
+}  // namespace Qfn

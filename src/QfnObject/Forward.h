@@ -1,0 +1,7 @@
+#pragma once
+
+namespace Qfn {
+class IObject;
+class Object;
+class GUIDClass;
+}  // namespace Qfn

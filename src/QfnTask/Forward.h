@@ -1,0 +1,9 @@
+#pragma once
+
+namespace Qfn {
+class Task;
+class MainTaskTimesliceTask;
+struct OMFunctionState;
+class InputStream;
+class IOMNode;
+}  // namespace Qfn

@@ -1,0 +1,572 @@
+#include "QfnTask/Task.h"
+
+#include <chrono>
+#include <thread>
+
+#include "QfnCoordinator/InternalCoordinator.h"
+#include "QfnLogger/Check.h"
+#include "QfnTask/OMFunctionState.h"
+#include "QfnUtils/Clock.h"
+
+namespace Qfn {
+
+std::unordered_map<uint64_t, std::shared_ptr<Task>> Task::fTasksById;
+std::unordered_map<std::string, uint64_t> Task::fTaskIdsByName;
+std::map<std::string, std::vector<std::shared_ptr<Task>>> Task::fTaskQueues;
+std::vector<std::shared_ptr<Task>> Task::fActiveTasks;
+uint64_t Task::fRunActiveTasksNestLevel = 0;
+uint64_t Task::fLastTaskId = 0;
+bool Task::fSliceBudgetExhausted = false;
+
+namespace {
+
+bool isReached(int64_t deadline, int64_t now) { return deadline != Task::kNoDeadline && now >= deadline; }
+
+}  // namespace
+
+Task::Task(const char* name, int64_t timeoutMicroseconds, std::shared_ptr<InputStream> inputStream)
+    : fInputStream(std::move(inputStream)),
+      fName(name ? name : ""),
+      fTaskId(++fLastTaskId),
+      fTimeoutMicroseconds(timeoutMicroseconds)
+{
+}
+
+Task::~Task() = default;
+
+bool Task::runTimeslice(int64_t availableMicroseconds)
+{
+    bool retVal = false;
+    try {
+        do {
+            fIsRunningTimeslice = true;
+            retVal = runTimeslice_(availableMicroseconds);
+            fLastTimesliceEnd = Clock::nowNanoseconds();
+            fIsRunningTimeslice = false;
+        } while (false);
+    } catch (std::exception& e) {
+        fIsRunningTimeslice = false;
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool Task::runToCompletion()
+{
+    bool retVal = false;
+    try {
+        do {
+            retVal = runTimeslice(kRunToCompletion);
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool Task::runTimeslice_(int64_t availableMicroseconds)
+{
+    bool retVal = false;
+    try {
+        do {
+            SANITY_CHECK(!fIsTaskCompleted);
+            std::shared_ptr<InternalCoordinator> internalCoordinator;
+            ASSIGN(internalCoordinator,
+                   std::dynamic_pointer_cast<Qfn::InternalCoordinator>(Qfn::InternalCoordinator::factory()));
+            int64_t now = Clock::nowNanoseconds();
+            if (!fIsTimesliceEntered) {
+                int64_t timeout = fTimeoutMicroseconds;
+                if (timeout != kRunToCompletion && timeout < 0) {
+                    timeout = InternalCoordinator::getDefaultTimeoutMicroseconds();
+                }
+                fTimeoutDeadline = timeout < 0 ? kNoDeadline : now + timeout * 1000;
+            }
+            fTimesliceDeadline = availableMicroseconds < 0 ? kNoDeadline : now + availableMicroseconds * 1000;
+            fIsTimesliceCompleted = false;
+            fIsSleepRequested = false;
+            while (!fIsTimesliceCompleted) {
+                if (!runOneLoopStep(availableMicroseconds)) break;
+            }
+            if (fIsTerminationPending) {
+                for (auto& child : fChildTasks) child.second->setIsTerminationPending(true);
+            }
+            if (fIsTaskCompleted) handleCompletion();
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+// One turn of the slice loop: the task's work, then the tests that decide whether the slice or
+// the task is over. False when the turn could not be made.
+bool Task::runOneLoopStep(int64_t availableMicroseconds)
+{
+    if (fIsTimesliceEntered && fFunctionStates.empty() &&
+        (!fIsExplicitCompletionNeeded || fIsExplicitCompletionFlagged)) {
+        fIsTimesliceCompleted = true;
+    } else {
+        timeslice();
+    }
+    fIsTimesliceEntered = true;
+    if (availableMicroseconds == kRunToCompletion) runChildrenFromInside();
+    if (isReached(fTimeoutDeadline, Clock::nowNanoseconds())) fIsTimedOut = true;
+    if (fIsSleepRequested) {
+        std::this_thread::sleep_for(
+            std::chrono::microseconds(InternalCoordinator::getEventLoopSleepMicroseconds()));
+        fIsSleepRequested = false;
+    }
+    bool idle = isIdle();
+    if (fIsTimedOut || fIsExitRequested) fIsTaskCompleted = true;
+    if (idle && fChildTasks.empty() && (!fIsStayResident || fIsTerminationPending)) fIsTaskCompleted = true;
+    if (fIsTaskCompleted) {
+        fIsTimesliceCompleted = true;
+    } else if (availableMicroseconds == kRunToCompletion) {
+        fIsTimesliceCompleted = idle;
+    } else if (idle) {
+        fIsTimesliceCompleted = true;
+    }
+    return true;
+}
+
+// In run-to-completion mode the task drives the scheduler itself, and its own children when the
+// scheduler had nothing to run.
+void Task::runChildrenFromInside()
+{
+    int64_t budget = InternalCoordinator::getInternalCoordinatorTimesliceMicroseconds();
+    if (runActiveTasks(budget) || fChildTasks.empty()) return;
+    size_t childCount = fChildTasks.size();
+    int64_t share = budget / static_cast<int64_t>(childCount);
+    std::vector<std::shared_ptr<Task>> children;
+    children.reserve(childCount);
+    for (auto& child : fChildTasks) children.push_back(child.second);
+    for (auto& child : children) {
+        if (fChildTasks.size() != childCount) break;
+        child->runTimeslice(share);
+    }
+}
+
+bool Task::isIdle() const
+{
+    if (fIsTaskCompleted) return true;
+    return fIsTimesliceEntered && fFunctionStates.empty() && fChildTasks.empty() &&
+           (!fIsExplicitCompletionNeeded || fIsExplicitCompletionFlagged);
+}
+
+bool Task::isTryingToYield()
+{
+    if (fIsTimedOut || fIsTimesliceCompleted) return true;
+    int64_t now = Clock::nowNanoseconds();
+    if (isReached(fTimeoutDeadline, now)) {
+        fIsTimedOut = true;
+        return true;
+    }
+    if (isReached(fTimesliceDeadline, now)) {
+        fIsTimesliceCompleted = true;
+        fSliceBudgetExhausted = true;
+        return true;
+    }
+    return false;
+}
+
+bool Task::takeSliceBudgetExhausted()
+{
+    bool exhausted = fSliceBudgetExhausted;
+    fSliceBudgetExhausted = false;
+    return exhausted;
+}
+
+bool Task::areNestedFunctionStatesActive() const { return fLockedFunctionStateCount < fFunctionStates.size(); }
+
+void Task::exit()
+{
+    setIsStayResident(false);
+    setIsExitRequested(true);
+}
+
+void Task::forceTimesliceCompleted()
+{
+    setTimesliceCompleted();
+    fIsSleepRequested = true;
+}
+
+std::shared_ptr<InputStream> Task::getInputStream()
+{
+    std::shared_ptr<InputStream> retVal;
+    try {
+        do {
+            if (fInputStream) {
+                retVal = fInputStream;
+                break;
+            }
+            if (auto parent = getParentTask()) retVal = parent->getInputStream();
+            // TODO(#4): fall back on a prompted stream over the coordinator's console once streams exist.
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+std::shared_ptr<IOMNode> Task::getRetValNode()
+{
+    // TODO(#3): a task without a node result answers OMStored::factory(fRetValBool) once values exist.
+    return fRetValNode;
+}
+
+void Task::setRetValNode(const std::shared_ptr<IOMNode>& node) { fRetValNode = node; }
+
+bool Task::handleCompletion()
+{
+    bool retVal = false;
+    try {
+        do {
+            while (!fChildTasks.empty()) {
+                std::shared_ptr<Task> childTask = fChildTasks.begin()->second;
+                if (!childTask) {
+                    LOG_ERROR("SANITY_CHECK failed: 'childTask' evaluates to false");
+                    fChildTasks.erase(fChildTasks.begin());
+                    continue;
+                }
+                size_t before = fChildTasks.size();
+                childTask->handleCompletion();
+                // A child that did not take itself out would keep this loop turning forever.
+                if (fChildTasks.size() == before) fChildTasks.erase(childTask->getTaskId());
+            }
+            if (auto parent = fParentTask.lock()) parent->handleChildCompletion(shared_from_this());
+            setName("");
+            deregisterTask(fTaskId);
+            if (!fQueueName.empty()) {
+                auto queueIter = fTaskQueues.find(fQueueName);
+                if (queueIter != fTaskQueues.end()) {
+                    auto& queue = queueIter->second;
+                    SANITY_CHECK(!queue.empty());
+                    std::shared_ptr<Task> thisTaskOnQueueHead = queue.front();
+                    SANITY_CHECK(this == thisTaskOnQueueHead.get());
+                    queue.erase(queue.begin());
+                    if (!queue.empty()) {
+                        startTask(queue.front());
+                    } else {
+                        fTaskQueues.erase(queueIter);
+                    }
+                }
+            }
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool Task::handleChildCompletion(const std::shared_ptr<Task>& childTask)
+{
+    bool retVal = false;
+    try {
+        do {
+            SANITY_CHECK(childTask);
+            auto iter = fChildTasks.find(childTask->getTaskId());
+            SANITY_CHECK(iter != fChildTasks.end());
+            fChildTasks.erase(iter);
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool Task::registerChildTask(const std::shared_ptr<Task>& childTask)
+{
+    bool retVal = false;
+    try {
+        do {
+            SANITY_CHECK(childTask);
+            fChildTasks[childTask->getTaskId()] = childTask;
+            childTask->registerParentTask(shared_from_this());
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool Task::setIsExitRequested(bool value)
+{
+    fIsExitRequested = value;
+    return true;
+}
+
+bool Task::setIsExplicitCompletionFlagged(bool value)
+{
+    fIsExplicitCompletionFlagged = value;
+    return true;
+}
+
+bool Task::setIsExplicitCompletionNeeded(bool value)
+{
+    fIsExplicitCompletionNeeded = value;
+    return true;
+}
+
+bool Task::setName(const std::string& name)
+{
+    bool retVal = false;
+    try {
+        do {
+            if (!name.empty() && name == fName) break;
+            if (!fName.empty()) fTaskIdsByName.erase(fName);
+            fName = name;
+            if (!name.empty()) fTaskIdsByName[name] = fTaskId;
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool Task::updateParsingNestLevel(int step)
+{
+    bool retVal = false;
+    try {
+        do {
+            SANITY_CHECK(step == 1 || step == -1);
+            SANITY_CHECK(step == 1 || fParsingNestLevel > 0);
+            fParsingNestLevel += step;
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool Task::pushInteractionLevel(AsyncIOType level)
+{
+    bool retVal = false;
+    try {
+        do {
+            fInteractionLevelStack.push_back(fInteractionLevel);
+            fInteractionLevel = level;
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+AsyncIOType Task::popInteractionLevel()
+{
+    AsyncIOType retVal = AsyncIOType::Inherit;
+    try {
+        do {
+            SANITY_CHECK(!fInteractionLevelStack.empty());
+            retVal = fInteractionLevelStack.back();
+            fInteractionLevelStack.pop_back();
+            fInteractionLevel = retVal;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool Task::usesAsyncIO()
+{
+    bool retVal = false;
+    try {
+        do {
+            if (fInteractionLevel == AsyncIOType::Sync) break;
+            if (fInteractionLevel == AsyncIOType::Async) {
+                retVal = true;
+                break;
+            }
+            if (fInteractionLevel != AsyncIOType::Inherit) {
+                LOG_ERROR("unexpected fInteractionLevel");
+                break;
+            }
+            // TODO(#4): a task reading from a prompted stream answers true here once streams exist.
+            if (auto parent = getParentTask()) retVal = parent->usesAsyncIO();
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+std::shared_ptr<OMFunctionState> Task::getLockedFunctionState()
+{
+    if (fLockedFunctionStateCount >= fFunctionStates.size()) return nullptr;
+    return fFunctionStates[fLockedFunctionStateCount++];
+}
+
+void Task::lockFunctionState(std::shared_ptr<OMFunctionState> state)
+{
+    fFunctionStates.push_back(std::move(state));
+    ++fLockedFunctionStateCount;
+}
+
+bool Task::releaseFunctionState(const OMFunctionState* state)
+{
+    bool retVal = false;
+    try {
+        do {
+            SANITY_CHECK(state);
+            --fLockedFunctionStateCount;
+            if (!fIsTimedOut && isReached(fTimeoutDeadline, Clock::nowNanoseconds())) fIsTimedOut = true;
+            if ((fIsTimedOut || state->fState == OMFunctionState::kFinished) && !fFunctionStates.empty()) {
+                fFunctionStates.pop_back();
+            }
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool Task::registerTask(const std::shared_ptr<Task>& task)
+{
+    bool retVal = false;
+    try {
+        do {
+            SANITY_CHECK(task);
+            auto iter = fTasksById.find(task->getTaskId());
+            SANITY_CHECK(iter == fTasksById.end());
+            fTasksById.emplace(task->getTaskId(), task);
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool Task::deregisterTask(uint64_t id)
+{
+    bool retVal = false;
+    try {
+        do {
+            auto iter = fTasksById.find(id);
+            SANITY_CHECK(iter != fTasksById.end());
+            // The entry may be the last owner: let it go only after the map is consistent again.
+            std::shared_ptr<Task> keepAlive = std::move(iter->second);
+            fTasksById.erase(iter);
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+std::shared_ptr<Task> Task::getTaskById(uint64_t id)
+{
+    auto iter = fTasksById.find(id);
+    return iter == fTasksById.end() ? nullptr : iter->second;
+}
+
+std::shared_ptr<Task> Task::getTaskByName(const std::string& name)
+{
+    auto iter = fTaskIdsByName.find(name);
+    return iter == fTaskIdsByName.end() ? nullptr : getTaskById(iter->second);
+}
+
+bool Task::startTask(const std::shared_ptr<Task>& task)
+{
+    bool retVal = false;
+    try {
+        do {
+            SANITY_CHECK(task);
+            if (Log::getLogLevel() >= 4) LOG_TRACE(task->getName());
+            fActiveTasks.push_back(task);
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool Task::queueTask(const std::string& queueName, const std::shared_ptr<Task>& task)
+{
+    bool retVal = false;
+    try {
+        do {
+            SANITY_CHECK(task);
+            if (Log::getLogLevel() >= 4) LOG_TRACE(task->getName());
+            if (queueName.empty()) {
+                startTask(task);
+                break;
+            }
+            auto& queue = fTaskQueues[queueName];
+            task->fQueueName = queueName;
+            queue.push_back(task);
+            if (queue.size() == 1) startTask(task);
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool Task::runActiveTasks(int64_t& availableMicroseconds)
+{
+    bool retVal = false;
+    try {
+        do {
+            if (fActiveTasks.empty()) {
+                retVal = true;
+                break;
+            }
+            SANITY_CHECK(availableMicroseconds >= 0);
+            ++fRunActiveTasksNestLevel;
+            int64_t cutoff = Clock::nowNanoseconds() - 1000 * (InternalCoordinator::getEventLoopMicroseconds() +
+                                                               InternalCoordinator::getEventLoopSleepMicroseconds());
+            size_t count = fActiveTasks.size();
+            int64_t share = availableMicroseconds / static_cast<int64_t>(count);
+            int64_t carry = 0;
+            for (size_t index = count; index-- > 0;) {
+                if (index >= fActiveTasks.size()) continue;
+                std::shared_ptr<Task> task = fActiveTasks[index];
+                int64_t started = Clock::nowNanoseconds();
+                int64_t budget = share + carry;
+                if (task && !task->getIsTaskCompleted() && !task->getIsRunningTimeslice()) {
+                    if (fRunActiveTasksNestLevel < 2 || task->getLastTimesliceEnd() < cutoff) {
+                        task->runTimeslice(budget);
+                    }
+                }
+                int64_t used = (Clock::nowNanoseconds() - started) / 1000;
+                carry = budget > used ? budget - used : 0;
+            }
+            availableMicroseconds = carry;
+            if (--fRunActiveTasksNestLevel == 0) {
+                std::erase_if(fActiveTasks, [](const std::shared_ptr<Task>& task) {
+                    return !task || task->getIsTaskCompleted();
+                });
+            }
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+void Task::deregisterAllTasks()
+{
+    fActiveTasks.clear();
+    fTaskQueues.clear();
+    fTaskIdsByName.clear();
+    // Moving the table out first lets tasks that hold each other go without touching it mid-erase.
+    auto tasks = std::move(fTasksById);
+    fTasksById.clear();
+    tasks.clear();
+}
+
+}  // namespace Qfn

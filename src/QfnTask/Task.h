@@ -1,0 +1,145 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "QfnTask/AsyncIOType.h"
+#include "QfnTask/Forward.h"
+
+namespace Qfn {
+
+// A unit of cooperative work on the coordinator thread. It runs in slices bounded by a budget in
+// microseconds and keeps what it was doing in a stack of resumable frames between slices.
+class Task : public std::enable_shared_from_this<Task> {
+public:
+    // Zero stands for "no deadline"; real clock readings never equal it.
+    static constexpr int64_t kNoDeadline = 0;
+    // The budget that runs a task to completion, driving the other active tasks from inside.
+    static constexpr int64_t kRunToCompletion = -2;
+
+    virtual bool runTimeslice_(int64_t availableMicroseconds);
+    virtual ~Task();
+    virtual bool areNestedFunctionStatesActive() const;
+    virtual void exit();
+    virtual void forceTimesliceCompleted();
+    virtual std::shared_ptr<InputStream> getInputStream();
+    virtual bool getIsExitRequested() const { return fIsExitRequested; }
+    virtual bool getIsRunningTimeslice() const { return fIsRunningTimeslice; }
+    virtual bool getIsTaskCompleted() const { return fIsTaskCompleted; }
+    virtual bool getIsWaitingForInput() const { return fIsWaitingForInput; }
+    virtual const std::string& getName() const { return fName; }
+    virtual std::shared_ptr<Task> getParentTask() const { return fParentTask.lock(); }
+    virtual uint64_t getParsingNestLevel() const { return fParsingNestLevel; }
+    virtual const std::string& getQueueName() const { return fQueueName; }
+    virtual std::shared_ptr<IOMNode> getRetValNode();
+    virtual bool getRetValBool() const { return fRetValBool; }
+    virtual uint64_t getTaskId() const { return fTaskId; }
+    virtual bool handleChildCompletion(const std::shared_ptr<Task>& childTask);
+    virtual bool handleCompletion();
+    virtual bool isIdle() const;
+    virtual bool isTryingToYield();
+    virtual AsyncIOType popInteractionLevel();
+    virtual bool pushInteractionLevel(AsyncIOType level);
+    virtual bool releaseFunctionState(const OMFunctionState* state);
+    virtual bool runTimeslice(int64_t availableMicroseconds);
+    virtual bool runToCompletion();
+    virtual bool registerChildTask(const std::shared_ptr<Task>& childTask);
+    virtual void registerParentTask(const std::shared_ptr<Task>& parentTask) { fParentTask = parentTask; }
+    virtual bool setIsExitRequested(bool value);
+    virtual bool setIsExplicitCompletionFlagged(bool value);
+    virtual bool setIsExplicitCompletionNeeded(bool value);
+    virtual void setIsStayResident(bool value) { fIsStayResident = value; }
+    virtual void setIsWaitingForInput(bool value) { fIsWaitingForInput = value; }
+    virtual bool setName(const std::string& name);
+    virtual void setRetValNode(const std::shared_ptr<IOMNode>& node);
+    virtual void setTimesliceCompleted() { fIsTimesliceCompleted = true; }
+    virtual void timeslice() = 0;
+    virtual bool updateParsingNestLevel(int step);
+    virtual bool usesAsyncIO();
+
+    // The frame stack of resumable calls.
+    std::shared_ptr<OMFunctionState> getLockedFunctionState();
+    void lockFunctionState(std::shared_ptr<OMFunctionState> state);
+
+    bool getIsTimedOut() const { return fIsTimedOut; }
+    bool getIsTerminationPending() const { return fIsTerminationPending; }
+    void setIsTerminationPending(bool value) { fIsTerminationPending = value; }
+    size_t getChildTaskCount() const { return fChildTasks.size(); }
+    int64_t getLastTimesliceEnd() const { return fLastTimesliceEnd; }
+    size_t getFunctionStateCount() const { return fFunctionStates.size(); }
+    AsyncIOType getInteractionLevel() const { return fInteractionLevel; }
+
+    static bool registerTask(const std::shared_ptr<Task>& task);
+    static bool deregisterTask(uint64_t id);
+    static std::shared_ptr<Task> getTaskById(uint64_t id);
+    static std::shared_ptr<Task> getTaskByName(const std::string& name);
+    static bool startTask(const std::shared_ptr<Task>& task);
+    static bool queueTask(const std::string& queueName, const std::shared_ptr<Task>& task);
+    static bool runActiveTasks(int64_t& availableMicroseconds);
+
+    static const std::vector<std::shared_ptr<Task>>& getActiveTasks() { return fActiveTasks; }
+    static size_t getTaskCount() { return fTasksById.size(); }
+    static size_t getQueueCount() { return fTaskQueues.size(); }
+    // True once when a slice has ended because its time ran out since the last call: busy work
+    // that the event loop must not throttle.
+    static bool takeSliceBudgetExhausted();
+    // Drops every task; used at tear-down so that no task outlives the coordinator.
+    static void deregisterAllTasks();
+
+protected:
+    Task(const char* name, int64_t timeoutMicroseconds, std::shared_ptr<InputStream> inputStream);
+
+    std::unordered_map<uint64_t, std::shared_ptr<Task>> fChildTasks;
+    std::vector<std::shared_ptr<OMFunctionState>> fFunctionStates;
+    bool fParentCallNodeAsFunctionForDataReplyTaskKnown = false;
+    bool fParentEvalThenSendMessageTaskKnown = false;
+    bool fParentHandleDataRequestTaskKnown = false;
+    std::shared_ptr<InputStream> fInputStream;
+    bool fIsWaitingForInput = true;
+    AsyncIOType fInteractionLevel = AsyncIOType::Inherit;
+    std::vector<AsyncIOType> fInteractionLevelStack;
+    bool fIsExitRequested = false;
+    bool fIsExplicitCompletionFlagged = false;
+    bool fIsExplicitCompletionNeeded = false;
+    bool fIsRunningTimeslice = false;
+    int64_t fLastTimesliceEnd = kNoDeadline;
+    bool fIsStayResident = false;
+    bool fIsTaskCompleted = false;
+    bool fIsTimesliceEntered = false;
+    bool fIsTimedOut = false;
+    bool fIsTerminationPending = false;
+    bool fIsTimesliceCompleted = false;
+    bool fIsSleepRequested = false;
+    uint64_t fLockedFunctionStateCount = 0;
+    std::string fName;
+    std::weak_ptr<Task> fParentTask;
+    std::weak_ptr<Task> fParentCallNodeAsFunctionForDataReplyTask;
+    std::weak_ptr<Task> fParentEvalThenSendMessageTask;
+    std::weak_ptr<Task> fParentHandleDataRequestTask;
+    uint64_t fParsingNestLevel = 0;
+    std::string fQueueName;
+    bool fRetValBool = false;
+    std::shared_ptr<IOMNode> fRetValNode;
+    uint64_t fTaskId = 0;
+    int64_t fTimeoutDeadline = kNoDeadline;
+    int64_t fTimeoutMicroseconds = -2;
+    int64_t fTimesliceDeadline = kNoDeadline;
+
+private:
+    bool runOneLoopStep(int64_t availableMicroseconds);
+    void runChildrenFromInside();
+
+    static std::unordered_map<uint64_t, std::shared_ptr<Task>> fTasksById;
+    static std::unordered_map<std::string, uint64_t> fTaskIdsByName;
+    static std::map<std::string, std::vector<std::shared_ptr<Task>>> fTaskQueues;
+    static std::vector<std::shared_ptr<Task>> fActiveTasks;
+    static uint64_t fRunActiveTasksNestLevel;
+    static uint64_t fLastTaskId;
+    static bool fSliceBudgetExhausted;
+};
+
+}  // namespace Qfn

@@ -1,0 +1,112 @@
+#include "QuillfernGW/QuillfernGW.h"
+
+#include <memory>
+#include <string>
+
+#include "QfnCoordinator/InternalCoordinator.h"
+#include "QfnLogger/Check.h"
+#include "QfnObject/Object.h"
+#include "QfnUtils/Pipes.h"
+#include "QfnUtils/Signals.h"
+#include "QfnUtils/Utils.h"
+#include "QuillfernGW/Listener.h"
+#include "QuillfernGW/ServerDefinition.h"
+#include "QuillfernGW/SocketEntry.h"
+
+namespace Qfn {
+
+namespace {
+
+// Hands a serialized message to the connection of its host, as one line ended by a carriage return.
+void gatewaySend(const std::string& host, const std::string& message)
+{
+    std::string line = message;
+    line += '\r';
+    SocketEntry::sendToHost(host, line);
+}
+
+bool runServerLoopPasses(const std::shared_ptr<InternalCoordinator>& internalCoordinator)
+{
+    bool retVal = false;
+    while (true) {
+        if (!internalCoordinator->runEventLoop(InternalCoordinator::getEventLoopMicroseconds())) {
+            LOG_ERROR(
+                "SANITY_CHECK failed: "
+                "'internalCoordinator->runEventLoop(InternalCoordinator::getEventLoopMicroseconds())' evaluates "
+                "to false");
+            break;
+        }
+        SocketEntry::startPendingWriteThreads();
+        SocketEntry::sweep();
+        bool replenished = true;
+        for (size_t serverDefinitionIdx = 0; serverDefinitionIdx < gServerDefinitionVector.size();
+             ++serverDefinitionIdx) {
+            if (!replenishListenerThreads(static_cast<int>(serverDefinitionIdx))) {
+                LOG_ERROR("SANITY_CHECK failed: 'replenishListenerThreads(serverDefinitionIdx)' evaluates to false");
+                replenished = false;
+                break;
+            }
+        }
+        if (!replenished) break;
+        if (InternalCoordinator::isTerminatingAndIdle()) {
+            retVal = true;
+            break;
+        }
+    }
+    return retVal;
+}
+
+}  // namespace
+
+bool serverLoop()
+{
+    bool retVal = false;
+    bool locked = false;
+    try {
+        do {
+            InternalCoordinator::getSleepQuillfernMutex().lock();
+            locked = true;
+            InternalCoordinator::noteSleepLockHeldByThisThread();
+            std::shared_ptr<InternalCoordinator> internalCoordinator;
+            ASSIGN(internalCoordinator,
+                   std::dynamic_pointer_cast<Qfn::InternalCoordinator>(Qfn::InternalCoordinator::factory()));
+            internalCoordinator->setGatewaySendMethod(gatewaySend);
+            SANITY_CHECK(startListener());
+            retVal = runServerLoopPasses(internalCoordinator);
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    // The coordinator thread gives the sleep mutex back when it stops serving.
+    if (locked) InternalCoordinator::releaseSleepLockFromQuillfernThread();
+    return retVal;
+}
+
+int main(int argc, char** argv)
+{
+    try {
+        do {
+            Log::setLogLevel(0);
+            std::shared_ptr<InternalCoordinator> internalCoordinator;
+            std::string coordinatorName;
+            SANITY_CHECK(InternalCoordinator::init(argc, argv));
+            ASSIGN(internalCoordinator,
+                   std::dynamic_pointer_cast<Qfn::InternalCoordinator>(Qfn::InternalCoordinator::factory()));
+            Signals::install(InternalCoordinator::getIsIgnoreInterrupt());
+            coordinatorName = InternalCoordinator::getName();
+            if (Log::getLogLevel() >= 3) LOG_NOTE(Utils::stringWithFormat("%s started", coordinatorName.c_str()));
+            // TODO(#3): hold InternalCoordinator::getCoordinatorScope() for the length of the loop.
+            SANITY_CHECK(serverLoop());
+            if (Log::getLogLevel() >= 3) LOG_NOTE(Utils::stringWithFormat("%s exiting", coordinatorName.c_str()));
+            internalCoordinator.reset();
+            InternalCoordinator::releaseSingleton();
+            Pipes::closeAll();
+            EXPECTED(Object::getObjectCount() == 0);
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return 0;
+}
+
+}  // namespace Qfn

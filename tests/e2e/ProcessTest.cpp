@@ -1,0 +1,87 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+
+#include "support/ProcessRunner.h"
+
+using namespace std::chrono_literals;
+using QfnTest::ProcessRunner;
+
+namespace {
+
+void expectCleanShutdown(const ProcessRunner& process)
+{
+    EXPECT_TRUE(process.exitedNormally());
+    EXPECT_EQ(process.exitStatus(), 0);
+    std::string errors = process.standardError();
+    EXPECT_EQ(errors.find("ERROR"), std::string::npos) << errors;
+    EXPECT_EQ(errors.find("Object::getObjectCount() == 0"), std::string::npos) << errors;
+}
+
+}  // namespace
+
+TEST(ProcessVersion, PrintsVersionAndStopsAtOnce)
+{
+    ProcessRunner process({QFN_BINARY_PATH, "-v"});
+    ASSERT_TRUE(process.start());
+    ASSERT_TRUE(process.waitForExit(1000ms));
+    EXPECT_EQ(process.standardOutput(), "0.1.1b1\n");
+    expectCleanShutdown(process);
+}
+
+TEST(ProcessSwitches, UnknownSwitchDoesNotStart)
+{
+    ProcessRunner process({QFN_BINARY_PATH, "-x"});
+    ASSERT_TRUE(process.start());
+    ASSERT_TRUE(process.waitForExit(1000ms));
+    EXPECT_EQ(process.exitStatus(), 0);
+    std::string errors = process.standardError();
+    EXPECT_NE(errors.find("SANITY_CHECK failed: 'success' evaluates to false"), std::string::npos) << errors;
+    EXPECT_NE(errors.find("usage: quillferngw"), std::string::npos) << errors;
+    EXPECT_EQ(process.standardOutput(), "");
+}
+
+TEST(ProcessSignals, InterruptAndTerminateStopGracefully)
+{
+    for (int signalNumber : {SIGINT, SIGTERM}) {
+        ProcessRunner process({QFN_BINARY_PATH});
+        ASSERT_TRUE(process.start());
+        ASSERT_TRUE(ProcessRunner::waitFor([&] { return process.catchesSignal(signalNumber); }, 5000ms));
+        ASSERT_FALSE(process.waitForExit(0ms)) << "a coordinator with no switch keeps serving";
+        ASSERT_TRUE(process.sendSignal(signalNumber));
+        ASSERT_TRUE(process.waitForExit(1000ms)) << "signal " << signalNumber;
+        expectCleanShutdown(process);
+    }
+}
+
+TEST(ProcessSignals, IgnoreInterruptSwitchKeepsServing)
+{
+    ProcessRunner process({QFN_BINARY_PATH, "-z"});
+    ASSERT_TRUE(process.start());
+    ASSERT_TRUE(ProcessRunner::waitFor([&] { return process.catchesSignal(SIGTERM); }, 5000ms));
+    ASSERT_TRUE(process.sendSignal(SIGINT));
+    EXPECT_FALSE(process.waitForExit(300ms));
+    ASSERT_TRUE(process.sendSignal(SIGTERM));
+    ASSERT_TRUE(process.waitForExit(1000ms));
+    expectCleanShutdown(process);
+}
+
+TEST(ProcessIdle, IdleCoordinatorSleeps)
+{
+    ProcessRunner process({QFN_BINARY_PATH});
+    ASSERT_TRUE(process.start());
+    ASSERT_TRUE(ProcessRunner::waitFor([&] { return process.catchesSignal(SIGINT); }, 5000ms));
+    long ticksPerSecond = sysconf(_SC_CLK_TCK);
+    long before = process.cpuTicks();
+    auto started = std::chrono::steady_clock::now();
+    // Waiting is the point of this test: the coordinator has nothing to do for two seconds.
+    ProcessRunner::waitFor([&] { return std::chrono::steady_clock::now() - started > 2s; }, 3000ms);
+    long used = process.cpuTicks() - before;
+    double share = static_cast<double>(used) / (2.0 * ticksPerSecond);
+    EXPECT_LT(share, 0.05) << used << " ticks over two seconds";
+    ASSERT_TRUE(process.sendSignal(SIGINT));
+    ASSERT_TRUE(process.waitForExit(1000ms));
+    expectCleanShutdown(process);
+}
