@@ -37,8 +37,8 @@ public:
     Locals& operator*() const { return *fLocals; }
     Locals* operator->() const { return fLocals; }
 
-    // Asked after every state: go on unless finished or the slice (or the task) is over.
-    bool keepGoing() const { return fLocals->fState != kFinished && !fTask.isTryingToYield(); }
+    // Asked after every state, the finishing one too, so that a spent budget ends the slice there.
+    bool keepGoing() const { return !fTask.isTryingToYield() && fLocals->fState != kFinished; }
 
     bool release() const { return fTask.releaseFunctionState(fLocals); }
 

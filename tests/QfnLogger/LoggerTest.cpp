@@ -1,15 +1,17 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <ctime>
 #include <fstream>
-#include <regex>
 #include <string>
 #include <vector>
 
 #include "QfnLogger/Log.h"
 #include "QfnLogger/Logger.h"
 #include "support/LogCapture.h"
+
+using ::testing::MatchesRegex;
 
 namespace {
 
@@ -54,23 +56,13 @@ struct TimingFile {
     }
 };
 
-std::vector<std::string>& heard()
+// Listeners cannot be removed; these record only while a test listens.
+bool isListening = false;
+std::vector<std::string> heard;
+template <int N>
+void numberedListener(const std::string& line)
 {
-    static std::vector<std::string> lines;
-    return lines;
-}
-bool& isListening()
-{
-    static bool listening = false;
-    return listening;
-}
-void firstListener(const std::string& line)
-{
-    if (isListening()) heard().push_back("first " + line);
-}
-void secondListener(const std::string& line)
-{
-    if (isListening()) heard().push_back("second " + line);
+    if (isListening) heard.push_back(std::to_string(N) + " " + line);
 }
 
 }  // namespace
@@ -84,9 +76,7 @@ TEST(LoggerLine, DateTagFunctionAndMessage)
 
     ASSERT_EQ(capture.lines().size(), 1u);
     const std::string& line = capture.lines()[0];
-    EXPECT_TRUE(
-        std::regex_match(line, std::regex("^" + kDate + R"( ERROR: in void caller\(int\) it broke$)")))
-        << line;
+    EXPECT_THAT(line, MatchesRegex(kDate + R"( ERROR: in void caller\(int\) it broke)"));
     std::string stamp = line.substr(0, 19);
     EXPECT_TRUE(stamp == localStamp(before) || stamp == localStamp(after)) << stamp;
 }
@@ -112,21 +102,21 @@ TEST(LoggerListeners, CalledInOrderWithTheLineWithoutNewline)
 {
     static bool installed = false;
     if (!installed) {
-        Qfn::Log::addLogListener(firstListener);
+        Qfn::Log::addLogListener(numberedListener<1>);
         Qfn::Log::addLogListener(nullptr);
-        Qfn::Log::addLogListener(secondListener);
+        Qfn::Log::addLogListener(numberedListener<2>);
         installed = true;
     }
     QfnTest::LogCapture capture(1);
-    heard().clear();
-    isListening() = true;
+    heard.clear();
+    isListening = true;
     Qfn::Log::logError("f", 1, kFunction, "to all");
-    isListening() = false;
+    isListening = false;
 
     ASSERT_EQ(capture.lines().size(), 1u);
     const std::string& line = capture.lines()[0];
     EXPECT_EQ(line.find('\n'), std::string::npos);
-    EXPECT_EQ(heard(), (std::vector<std::string>{"first " + line, "second " + line}));
+    EXPECT_EQ(heard, (std::vector<std::string>{"1 " + line, "2 " + line}));
 }
 
 TEST(LoggerFile, EachCallAppendsOneLine)
@@ -195,12 +185,10 @@ TEST(LoggerTiming, StartAndElapsedLinesPutSecondBeforeFirst)
 
     std::vector<std::string> lines = readLines(timing.path);
     ASSERT_EQ(lines.size(), 2u);
-    EXPECT_TRUE(std::regex_match(
-        lines[0], std::regex("^        12 {12}" + kDate + R"(: in void caller\(int\): start \(load\)$)")))
-        << lines[0];
-    EXPECT_TRUE(std::regex_match(lines[1], std::regex("^      1000        250 " + kDate +
-                                                      R"(: in void caller\(int\): elapsed \(load\)$)")))
-        << lines[1];
+    EXPECT_THAT(lines[0],
+                MatchesRegex("        12 {12}" + kDate + R"(: in void caller\(int\): start \(load\))"));
+    EXPECT_THAT(lines[1], MatchesRegex("      1000        250 " + kDate +
+                                       R"(: in void caller\(int\): elapsed \(load\))"));
 }
 
 TEST(LoggerTiming, ColumnsAreTenWideAndBlankWhenNegative)

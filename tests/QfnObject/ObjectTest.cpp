@@ -1,7 +1,7 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -98,17 +98,16 @@ TEST(ObjectGUID, MadeOnDemandOnceAndFoundByPointer)
     Qfn::GUIDClass* guid = object->createGUID();
     ASSERT_NE(guid, nullptr);
     EXPECT_EQ(object->createGUID(), guid);
+    EXPECT_TRUE(object->registerObjectGUID());
     EXPECT_EQ(object->getGUID(), guid);
     EXPECT_TRUE(object->isObjectGUIDRegistered());
     EXPECT_EQ(Object::getRegisteredObject(guid).get(), object.get());
 
-    std::smatch match;
     std::string text = object->toString();
-    ASSERT_TRUE(std::regex_match(
-        text, match,
-        std::regex(R"(^TestObject\[([0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12})\]\)$)")))
-        << text;
-    EXPECT_EQ(Qfn::GUIDClass::factory(match[1].str()), guid);
+    const std::string hex4 = "[0-9A-F]{4}";
+    ASSERT_THAT(text, ::testing::MatchesRegex(R"(TestObject\[)" + hex4 + hex4 + "-" + hex4 + "-" + hex4 +
+                                              "-" + hex4 + "-" + hex4 + hex4 + hex4 + R"(\]\))"));
+    EXPECT_EQ(Qfn::GUIDClass::factory(text.substr(11, 36)), guid);
 }
 
 TEST(ObjectLifecycle, ADestroyedObjectIsFoundNeitherByIDNorByGUID)
