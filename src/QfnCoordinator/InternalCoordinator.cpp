@@ -1,6 +1,7 @@
 #include "QfnCoordinator/InternalCoordinator.h"
 
 #include "QfnLogger/Check.h"
+#include "QfnParser/OMScope.h"
 #include "QfnTask/Task.h"
 #include "QfnUtils/Pipes.h"
 
@@ -9,6 +10,8 @@ namespace Qfn {
 const std::string InternalCoordinator::TYPENAME = "InternalCoordinator";
 
 std::shared_ptr<IObject> InternalCoordinator::fSingleton;
+std::shared_ptr<OMScope> InternalCoordinator::fCoordinatorScope;
+ScopeFactoryFunction InternalCoordinator::fScopeFactoryFunction = nullptr;
 bool InternalCoordinator::fSingletonReleased = false;
 bool InternalCoordinator::fIsStarted = false;
 bool InternalCoordinator::fIsTerminating = false;
@@ -173,8 +176,36 @@ bool InternalCoordinator::deregisterTests() { return true; }
 
 std::shared_ptr<OMScope> InternalCoordinator::getCoordinatorScope()
 {
-    // TODO(#3): the coordinator scope comes with the object model's scopes.
-    return nullptr;
+    if (!fCoordinatorScope && !fSingletonReleased) fCoordinatorScope = scopeFactory();
+    return fCoordinatorScope;
+}
+
+void InternalCoordinator::releaseCoordinatorScope() { fCoordinatorScope.reset(); }
+
+std::shared_ptr<OMScope> InternalCoordinator::scopeFactory()
+{
+    return scopeFactory(nullptr, ScopeRelationType::NONE);
+}
+
+std::shared_ptr<OMScope> InternalCoordinator::scopeFactory(const std::shared_ptr<OMScope>& parent,
+                                                           ScopeRelationType parentScopeRelationType)
+{
+    std::shared_ptr<OMScope> retVal;
+    try {
+        do {
+            retVal = fScopeFactoryFunction ? fScopeFactoryFunction(parent, parentScopeRelationType)
+                                           : OMScope::factory(parent, parentScopeRelationType);
+            SANITY_CHECK(retVal);
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+void InternalCoordinator::setScopeFactory(ScopeFactoryFunction scopeFactoryFunction)
+{
+    fScopeFactoryFunction = scopeFactoryFunction;
 }
 
 const std::shared_ptr<Task>& InternalCoordinator::getMainTask()

@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "QfnParser/AccessType.h"
 #include "QfnService/Service_abstract.h"
 
 namespace Qfn {
@@ -17,6 +18,8 @@ class Task;
 class OMScope;
 
 using GatewaySendMethod = void (*)(const std::string& host, const std::string& message);
+using ScopeFactoryFunction = std::shared_ptr<OMScope> (*)(const std::shared_ptr<OMScope>& parent,
+                                                          ScopeRelationType parentScopeRelationType);
 
 // The one coordinator of the process: its settings (class-wide, readable before it exists), the
 // event loop that paces the coordinator thread, the main round, and termination.
@@ -41,7 +44,14 @@ public:
     static bool registerTests();
     static bool deregisterTests();
     static bool startMainTask();
+    // The root scope of the coordinator's own scripts, made on first use.
     static std::shared_ptr<OMScope> getCoordinatorScope();
+    static void releaseCoordinatorScope();
+    // What all code calls for a new scope; a service may install its own creator.
+    static std::shared_ptr<OMScope> scopeFactory();
+    static std::shared_ptr<OMScope> scopeFactory(const std::shared_ptr<OMScope>& parent,
+                                                 ScopeRelationType parentScopeRelationType);
+    static void setScopeFactory(ScopeFactoryFunction scopeFactoryFunction);
 
     // The event loop family.
     static bool runEventLoop(int64_t timesliceMicroseconds);
@@ -138,6 +148,8 @@ private:
 
     // Class-wide state.
     static std::shared_ptr<IObject> fSingleton;
+    static std::shared_ptr<OMScope> fCoordinatorScope;
+    static ScopeFactoryFunction fScopeFactoryFunction;
     static bool fSingletonReleased;
     static bool fIsStarted;
     static bool fIsTerminating;

@@ -6,6 +6,7 @@
 #include "QfnCoordinator/InternalCoordinator.h"
 #include "QfnLogger/Check.h"
 #include "QfnObject/Object.h"
+#include "QfnParser/OMScope.h"
 #include "QfnUtils/Pipes.h"
 #include "QfnUtils/Signals.h"
 #include "QfnUtils/Utils.h"
@@ -95,13 +96,16 @@ int main(int argc, char** argv)
             Signals::install(InternalCoordinator::getIsIgnoreInterrupt());
             coordinatorName = InternalCoordinator::getName();
             if (Log::getLogLevel() >= 3) LOG_NOTE(Utils::stringWithFormat("%s started", coordinatorName.c_str()));
-            // TODO(#3): hold InternalCoordinator::getCoordinatorScope() for the length of the loop.
+            std::shared_ptr<OMScope> coordinatorScope = InternalCoordinator::getCoordinatorScope();
+            SANITY_CHECK(coordinatorScope);
             SANITY_CHECK(serverLoop());
             if (Log::getLogLevel() >= 3) LOG_NOTE(Utils::stringWithFormat("%s exiting", coordinatorName.c_str()));
             internalCoordinator.reset();
+            InternalCoordinator::releaseCoordinatorScope();
             InternalCoordinator::releaseSingleton();
             Pipes::closeAll();
             EXPECTED(Object::getObjectCount() == 0);
+            coordinatorScope.reset();
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "QfnParser/AccessType.h"
+#include "QfnParser/Forward.h"
+#include "QfnParser/Operators.h"
+
+namespace Qfn {
+
+class Task;
+
+// A node of a parsed script's tree. Concrete expressions (binary, unary, ternary, sequences,
+// l-values, keywords) come with the parser; the object model sees them only through this base.
+class OMExpression : public std::enable_shared_from_this<OMExpression> {
+public:
+    virtual ~OMExpression() = default;
+
+    virtual void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                              AccessType accessType, const std::shared_ptr<OMScope>& scope,
+                              ScriptPhase scriptPhase) = 0;
+    virtual void set_yielding(const std::shared_ptr<Task>& task, bool& retVal, std::shared_ptr<IOMNode>& value,
+                              const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase) = 0;
+    // The expression's own source text.
+    virtual std::string toString() const = 0;
+    virtual uint64_t hash() const = 0;
+    virtual bool operator==(const OMExpression& other) const = 0;
+    virtual bool operator<(const OMExpression& other) const = 0;
+    virtual bool scanForLocalVariables(const std::shared_ptr<FunctionSignature>& functionSignature,
+                                       bool& inLocalSequence) = 0;
+
+    bool operator!=(const OMExpression& other) const { return !(*this == other); }
+    bool operator<=(const OMExpression& other) const { return *this < other || *this == other; }
+    bool operator>(const OMExpression& other) const { return !(*this <= other); }
+    bool operator>=(const OMExpression& other) const { return !(*this < other); }
+
+    void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                      const std::shared_ptr<OMScope>& scope);
+
+    // What the object model asks of an expression without knowing its class.
+    virtual bool isReturn() const { return false; }
+    virtual std::shared_ptr<IOMNode> getReturnOperand() const { return nullptr; }
+    virtual bool isKeyword() const { return false; }
+    virtual bool isKeyword(Token) const { return false; }
+    virtual bool isLValue() const { return false; }
+};
+
+}  // namespace Qfn

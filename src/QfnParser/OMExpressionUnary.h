@@ -1,0 +1,41 @@
+#pragma once
+
+#include <memory>
+
+#include "QfnParser/OMExpression.h"
+
+namespace Qfn {
+
+// A unary operator over one operand. The object model uses it to wrap `return` values.
+class OMExpressionUnary : public OMExpression {
+public:
+    static std::shared_ptr<OMExpressionUnary> factory(UnOp unOp, const std::shared_ptr<IOMNode>& node);
+
+    void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal, AccessType accessType,
+                      const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase) override;
+    void set_yielding(const std::shared_ptr<Task>& task, bool& retVal, std::shared_ptr<IOMNode>& value,
+                      const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase) override;
+    std::string toString() const override;
+    uint64_t hash() const override;
+    bool operator==(const OMExpression& other) const override;
+    bool operator<(const OMExpression& other) const override;
+    bool scanForLocalVariables(const std::shared_ptr<FunctionSignature>& functionSignature,
+                               bool& inLocalSequence) override;
+
+    bool isReturn() const override { return fUnOp == UnOp::RETURN; }
+    std::shared_ptr<IOMNode> getReturnOperand() const override { return isReturn() ? fNode : nullptr; }
+
+    UnOp getUnOp() const { return fUnOp; }
+    const std::shared_ptr<IOMNode>& getNode() const { return fNode; }
+
+    static const char* unOpToPrefixStr(UnOp unOp);
+    static const char* unOpToSuffixStr(UnOp unOp);
+
+private:
+    OMExpressionUnary(UnOp unOp, std::shared_ptr<IOMNode> node) : fUnOp(unOp), fNode(std::move(node)) {}
+
+    UnOp fUnOp;
+    std::shared_ptr<IOMNode> fNode;
+};
+
+}  // namespace Qfn

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "QfnParser/OMStored.h"
+
+namespace Qfn {
+
+// A variable environment: a map of names with a link to a parent scope, through which names are
+// read and written as the relation allows.
+class OMScope : public OMStored {
+public:
+    static std::shared_ptr<OMScope> factory();
+    static std::shared_ptr<OMScope> factory(const std::shared_ptr<OMScope>& parent,
+                                            ScopeRelationType parentScopeRelationType);
+    ~OMScope() override;
+
+    using OMStored::accessOMNodeResolved_yielding;
+    void accessOMNodeResolved_yielding(const std::shared_ptr<Task>& task, bool& success,
+                                       const std::shared_ptr<OMScope>& scope, const NodeList& resolvedArgumentList,
+                                       AccessType accessType, const std::string& attr,
+                                       std::shared_ptr<IOMNode>& node) override;
+    using OMStored::accessOMNodeReadOnlyResolved_yielding;
+    void accessOMNodeReadOnlyResolved_yielding(const std::shared_ptr<Task>& task, bool& success,
+                                               const std::shared_ptr<OMScope>& scope,
+                                               const NodeList& resolvedArgumentList, const std::string& attr,
+                                               std::shared_ptr<IOMNode>& node) const override;
+
+    const std::shared_ptr<OMScope>& getParentScope() const { return fParent; }
+    virtual ScopeRelationType getParentScopeRelationType() const { return fParentScopeRelationType; }
+    virtual std::string getCurScriptFilePath() const;
+    virtual bool pushScriptFilePath(const std::string& scriptFilePath);
+    virtual bool popScriptFilePath();
+
+private:
+    OMScope(std::shared_ptr<OMScope> parent, ScopeRelationType parentScopeRelationType);
+
+    std::shared_ptr<OMScope> fParent;
+    ScopeRelationType fParentScopeRelationType;
+    std::vector<std::string> fScriptFileStack;
+};
+
+}  // namespace Qfn

@@ -1,0 +1,167 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <unordered_map>
+
+#include "QfnParser/OMNode.h"
+
+namespace Qfn {
+
+// The concrete value node: every literal, variable, element, member and payload is one.
+// Scalars copy on assignment; arrays and maps share their container unless a clone is asked for.
+class OMStored : public OMNode {
+public:
+    ~OMStored() override;
+
+    static std::shared_ptr<OMStored> arrayFactory();
+    static std::shared_ptr<OMStored> mapFactory();
+    static std::shared_ptr<OMStored> nullFactory();
+    static std::shared_ptr<OMStored> undefinedFactory();
+    static std::shared_ptr<OMStored> nanFactory();
+    static std::shared_ptr<OMStored> errorFactory();
+    static std::shared_ptr<OMStored> dateFactory(int64_t date);
+    static std::shared_ptr<OMStored> cloneFactory(const IOMNode& from, uint64_t cloneNestLevel);
+    static std::shared_ptr<OMStored> factory(const IOMNode& from);
+    static std::shared_ptr<OMStored> factory(bool value);
+    static std::shared_ptr<OMStored> factory(double value);
+    static std::shared_ptr<OMStored> factory(int64_t value);
+    static std::shared_ptr<OMStored> factory(int value) { return factory(static_cast<int64_t>(value)); }
+    static std::shared_ptr<OMStored> factory(const std::shared_ptr<OMExpression>& expression);
+    static std::shared_ptr<OMStored> factory(const std::shared_ptr<FunctionSignature>& functionSignature,
+                                             const std::shared_ptr<OMExpression>& expression);
+    static std::shared_ptr<OMStored> factory(const std::string& value);
+    static std::shared_ptr<OMStored> factory(const char* value);
+    static std::shared_ptr<OMStored> factory(const std::shared_ptr<OMArray>& array);
+    static std::shared_ptr<OMStored> factory(const std::shared_ptr<OMMap>& map);
+    static std::shared_ptr<OMStored> guidFactory(GUIDClass* guid);
+    // The OMStored behind a node: the node itself when it is one, else a copy of its value.
+    static std::shared_ptr<OMStored> rewrapFactory(IOMNode& node);
+    static std::shared_ptr<const OMStored> rewrapFactory(const IOMNode& node);
+    static int64_t getOMStoredCount() { return fOMStoredCount; }
+
+    // Member access.
+    void accessOMNodeResolved_yielding(const std::shared_ptr<Task>& task, bool& success,
+                                       const std::shared_ptr<OMScope>& scope,
+                                       const NodeList& resolvedArgumentList, AccessType accessType,
+                                       const std::string& attr, std::shared_ptr<IOMNode>& node) override;
+    void accessOMNodeResolved_yielding(const std::shared_ptr<Task>& task, bool& success,
+                                       const std::shared_ptr<OMScope>& scope,
+                                       const NodeList& resolvedArgumentList, AccessType accessType,
+                                       uint64_t idx, std::shared_ptr<IOMNode>& node) override;
+    void accessOMNodeReadOnlyResolved_yielding(const std::shared_ptr<Task>& task, bool& success,
+                                               const std::shared_ptr<OMScope>& scope,
+                                               const NodeList& resolvedArgumentList, uint64_t idx,
+                                               std::shared_ptr<IOMNode>& node) const override;
+    void accessOMNodeReadOnlyResolved_yielding(const std::shared_ptr<Task>& task, bool& success,
+                                               const std::shared_ptr<OMScope>& scope,
+                                               const NodeList& resolvedArgumentList, const std::string& attr,
+                                               std::shared_ptr<IOMNode>& node) const override;
+    // The same reads without a task: they never suspend.
+    bool readMember(const std::string& attr, std::shared_ptr<IOMNode>& node) const;
+    bool readElement(uint64_t idx, std::shared_ptr<IOMNode>& node) const;
+
+    bool atMapEnd(const OMMap::const_iterator& iter) const override;
+    bool atArrayEnd(const OMArray::const_iterator& iter) const override;
+    std::shared_ptr<IOMNode> clone(uint64_t cloneNestLevel) const override;
+    bool deleteOMNode(const std::string& attr) override;
+    bool deleteOMNode(uint64_t idx) override;
+    void eval_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                       const std::shared_ptr<OMScope>& scope, HandleReturnValue handleReturnValue) override;
+
+    bool getBool() const override;
+    int64_t getDate() const override;
+    double getFloat() const override;
+    std::shared_ptr<OMExpression> getExpression() const override { return fExpression; }
+    std::shared_ptr<FunctionSignature> getFunctionSignature() const override { return fFunctionSignature; }
+    GUIDClass* getGUID() const override;
+    int64_t getInt() const override;
+    std::vector<std::string> getMapKeys() const override;
+    std::shared_ptr<IOMNodeIterator> getNodeIterator() const override;
+    std::shared_ptr<OMStored> getOMStoredPtr() override;
+    uint64_t getSize() const override;
+    const std::string& getString() const override;
+    OMType getType() const override { return fType; }
+    using OMNode::getType;
+    bool push(const std::shared_ptr<IOMNode>& node) override;
+    std::shared_ptr<IOMNode> pop() override;
+
+    using OMNode::set;
+    bool set(const std::shared_ptr<FunctionSignature>& functionSignature,
+             const std::shared_ptr<OMExpression>& expression) override;
+    bool set(const std::shared_ptr<OMExpression>& expression) override;
+    bool set(const std::shared_ptr<OMMap>& map) override;
+    bool set(const std::shared_ptr<OMArray>& array) override;
+    bool set(const char* value) override;
+    bool set(const std::string& value) override;
+    bool set(int64_t value) override;
+    bool set(int value) { return set(static_cast<int64_t>(value)); }
+    bool set(double value) override;
+    bool set(bool value) override;
+    bool setGUID(GUIDClass* guid);
+    using OMNode::set_yielding;
+    void set_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal, uint64_t idx,
+                      const std::shared_ptr<IOMNode>& node) override;
+    void set_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                      const std::string& attr, const std::shared_ptr<IOMNode>& node) override;
+    using OMNode::setAndAccess_yielding;
+    void setAndAccess_yielding(const std::shared_ptr<Task>& task, bool& success, uint64_t idx,
+                               std::shared_ptr<IOMNode>& node) override;
+    void setAndAccess_yielding(const std::shared_ptr<Task>& task, bool& success, const std::string& attr,
+                               std::shared_ptr<IOMNode>& node) override;
+    bool setDate(int64_t date) override;
+    bool setEmptyArray() override;
+    bool setEmptyMap() override;
+    bool setError() override;
+    bool setIsDataStructure(bool isDataStructure) override;
+    bool setNaN() override;
+    bool setNull() override;
+    bool setTo(const IOMNode& from, uint64_t cloneNestLevel) override;
+    bool setUndefined() override;
+
+    int getPermission(const std::string& attr) const;
+    bool setPermission(const std::string& attr, int mask);
+
+    // Direct views of the containers, for iteration and for those who share them.
+    const std::shared_ptr<OMArray>& getArray() const { return fArray; }
+    const std::shared_ptr<OMMap>& getMap() const { return fMap; }
+
+protected:
+    OMStored();
+
+private:
+    // A new node given its value by setter; null (and a log line) when the setter fails.
+    static std::shared_ptr<OMStored> makeNode(const std::function<bool(OMStored&)>& setter);
+    // Drops the previous content and tag.
+    void discardContent();
+    // setTo for an array or map source: shares the container or copies it member by member.
+    bool setToContainer(const IOMNode& from, uint64_t cloneNestLevel);
+    // The write half of member access: permission, clone rule, store and parent bookkeeping.
+    bool writeMember(AccessType accessType, const std::string& attr, std::shared_ptr<IOMNode>& node);
+    bool writeElement(AccessType accessType, uint64_t idx, std::shared_ptr<IOMNode>& node);
+    // The node as it may enter this container: a node from outside a data structure comes in as a copy.
+    std::shared_ptr<IOMNode> admit(const std::shared_ptr<IOMNode>& node) const;
+    // Appends Undefined elements until idx is a valid index.
+    bool fillUpTo(uint64_t idx);
+
+    OMType fType = OMType::Undefined;
+    union {
+        bool fBool;
+        int64_t fInt;
+        double fFloat;
+        int64_t fDate;
+        GUIDClass* fGUID;
+    } fUnion{};
+    std::string fString;
+    std::shared_ptr<OMArray> fArray;
+    std::shared_ptr<OMMap> fMap;
+    std::shared_ptr<OMExpression> fExpression;
+    std::shared_ptr<FunctionSignature> fFunctionSignature;
+    std::unordered_map<std::string, int> fPermissions;
+
+    static int64_t fOMStoredCount;
+};
+
+}  // namespace Qfn

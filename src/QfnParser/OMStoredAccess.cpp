@@ -1,0 +1,539 @@
+// OMStored: member access, the fast setters and evaluation against a scope.
+#include "QfnLogger/Check.h"
+#include "QfnParser/OMExpression.h"
+#include "QfnParser/OMScope.h"
+#include "QfnParser/OMStored.h"
+#include "QfnTask/YieldingFrame.h"
+#include "QfnUtils/Utils.h"
+
+namespace Qfn {
+
+std::shared_ptr<IOMNode> OMStored::admit(const std::shared_ptr<IOMNode>& node) const
+{
+    std::shared_ptr<IOMNode> retVal = node;
+    try {
+        do {
+            if (!fIsDataStructure || !node || node->getDataStructureParent().get() == this) break;
+            // Copied all the way down: a plain container cloned at level 0 would still share its
+            // elements with the variable it came from, and a tree shares nothing.
+            retVal = node->clone(kCloneAllLevels);
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool OMStored::fillUpTo(uint64_t idx)
+{
+    bool retVal = false;
+    try {
+        do {
+            SANITY_CHECK(fArray);
+            std::shared_ptr<IOMNode> self;
+            if (fIsDataStructure) {
+                ASSIGN(self, weak_from_this().lock());
+            }
+            bool failed = false;
+            while (fArray->size() < idx && !failed) {
+                std::shared_ptr<IOMNode> fillNode = undefinedFactory();
+                const std::string key = std::to_string(fArray->size());
+                failed = !fillNode || (self && !fillNode->setDataStructureParent(self, key));
+                if (!failed) fArray->push_back(fillNode);
+            }
+            SANITY_CHECK(!failed);
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool OMStored::writeMember(AccessType accessType, const std::string& attr, std::shared_ptr<IOMNode>& node)
+{
+    bool retVal = false;
+    try {
+        do {
+            SANITY_CHECK(fType == OMType::Map && fMap);
+            if (!(getPermission(attr) & PERMISSION_WRITE)) {
+                LOG_ERROR("not permitted - need PERMISSION_WRITE");
+                break;
+            }
+            if (accessType != AccessType::GET_CREATE && accessType != AccessType::SET) {
+                LOG_ERROR("unexpected accessType");
+                break;
+            }
+            std::shared_ptr<IOMNode> self;
+            if (fIsDataStructure) {
+                ASSIGN(self, weak_from_this().lock());
+            }
+            if (node) {
+                ASSIGN(node, admit(node));
+            } else {
+                auto iter = fMap->find(attr);
+                if (iter != fMap->end()) node = iter->second;
+                if (!node) {
+                    ASSIGN(node, undefinedFactory());
+                }
+            }
+            (*fMap)[attr] = node;
+            if (self) {
+                SANITY_CHECK(node->setDataStructureParent(self, attr));
+            }
+            retVal = true;
+        } while (false);
+        if (!retVal) node.reset();
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool OMStored::writeElement(AccessType accessType, uint64_t idx, std::shared_ptr<IOMNode>& node)
+{
+    bool retVal = false;
+    try {
+        do {
+            SANITY_CHECK(fType == OMType::Array && fArray);
+            if (accessType != AccessType::GET_CREATE && accessType != AccessType::SET) {
+                LOG_ERROR("unexpected accessType");
+                break;
+            }
+            std::shared_ptr<IOMNode> self;
+            if (fIsDataStructure) {
+                ASSIGN(self, weak_from_this().lock());
+            }
+            SANITY_CHECK(fillUpTo(idx));
+            if (node) {
+                ASSIGN(node, admit(node));
+            } else {
+                if (idx < fArray->size()) node = (*fArray)[idx];
+                if (!node) {
+                    ASSIGN(node, undefinedFactory());
+                }
+            }
+            if (idx < fArray->size()) (*fArray)[idx] = node;
+            else fArray->push_back(node);
+            if (self) {
+                SANITY_CHECK(node->setDataStructureParent(self, std::to_string(idx)));
+            }
+            retVal = true;
+        } while (false);
+        if (!retVal) node.reset();
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool OMStored::readMember(const std::string& attr, std::shared_ptr<IOMNode>& node) const
+{
+    bool retVal = false;
+    try {
+        do {
+            if (fType == OMType::Array && Utils::isNumeric(attr)) {
+                retVal = readElement(static_cast<uint64_t>(Utils::toSize_t(attr)), node);
+                break;
+            }
+            if (fType != OMType::Map || !fMap) break;
+            auto iter = fMap->find(attr);
+            if (iter == fMap->end() || !iter->second) break;
+            node = iter->second;
+            retVal = true;
+        } while (false);
+        if (!retVal) node.reset();
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool OMStored::readElement(uint64_t idx, std::shared_ptr<IOMNode>& node) const
+{
+    bool retVal = false;
+    try {
+        do {
+            if (fType != OMType::Array || !fArray || idx >= fArray->size()) break;
+            node = (*fArray)[idx];
+            retVal = node != nullptr;
+        } while (false);
+        if (!retVal) node.reset();
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+void OMStored::accessOMNodeResolved_yielding(const std::shared_ptr<Task>& task, bool& success,
+                                             const std::shared_ptr<OMScope>& scope,
+                                             const NodeList& resolvedArgumentList, AccessType accessType,
+                                             const std::string& attr, std::shared_ptr<IOMNode>& node)
+{
+    struct LocalVariableState : virtual OMFunctionState {
+        uint64_t idx = 0;
+    };
+    enum : unsigned { READ_ONLY = 1, BY_INDEX };
+
+    try {
+        YieldingFrame<LocalVariableState> frame(task);
+        if (frame.isFirstEntry()) success = false;
+        LocalVariableState& s = *frame;
+        do {
+            switch (s.fState) {
+            case 0:
+                s.fState = kFinished;
+                if (resolvedArgumentList && !resolvedArgumentList->empty()) {
+                    // Arguments applied to a value that is no function: nothing to reach.
+                    node.reset();
+                    success = true;
+                } else if (accessType == AccessType::GET) {
+                    s.fState = READ_ONLY;
+                } else if (fType == OMType::Array && Utils::isNumeric(attr)) {
+                    s.idx = Utils::toSize_t(attr);
+                    s.fState = BY_INDEX;
+                } else if (fType == OMType::Map) {
+                    success = writeMember(accessType, attr, node);
+                } else {
+                    // A scalar has no members, and does not turn into a map for asking.
+                    node.reset();
+                }
+                break;
+            YIELDING_CALL(READ_ONLY, accessOMNodeReadOnlyResolved_yielding(task, success, scope,
+                                                                           resolvedArgumentList, attr, node));
+            case resumeAfter(READ_ONLY):
+                s.fState = kFinished;
+                break;
+            YIELDING_CALL(BY_INDEX, accessOMNodeResolved_yielding(task, success, scope, resolvedArgumentList,
+                                                                  accessType, s.idx, node));
+            case resumeAfter(BY_INDEX):
+                s.fState = kFinished;
+                break;
+            }
+        } while (frame.keepGoing());
+        frame.release();
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+}
+
+void OMStored::accessOMNodeResolved_yielding(const std::shared_ptr<Task>& task, bool& success,
+                                             const std::shared_ptr<OMScope>& scope,
+                                             const NodeList& resolvedArgumentList, AccessType accessType,
+                                             uint64_t idx, std::shared_ptr<IOMNode>& node)
+{
+    struct LocalVariableState : virtual OMFunctionState {};
+    enum : unsigned { READ_ONLY = 1 };
+
+    try {
+        YieldingFrame<LocalVariableState> frame(task);
+        if (frame.isFirstEntry()) success = false;
+        LocalVariableState& s = *frame;
+        do {
+            switch (s.fState) {
+            case 0:
+                s.fState = kFinished;
+                if (resolvedArgumentList && !resolvedArgumentList->empty()) {
+                    node.reset();
+                    success = true;
+                } else if (accessType == AccessType::GET) {
+                    s.fState = READ_ONLY;
+                } else if (fType == OMType::Array) {
+                    success = writeElement(accessType, idx, node);
+                } else {
+                    node.reset();
+                }
+                break;
+            YIELDING_CALL(READ_ONLY, accessOMNodeReadOnlyResolved_yielding(task, success, scope,
+                                                                           resolvedArgumentList, idx, node));
+            case resumeAfter(READ_ONLY):
+                s.fState = kFinished;
+                break;
+            }
+        } while (frame.keepGoing());
+        frame.release();
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+}
+
+void OMStored::accessOMNodeReadOnlyResolved_yielding(const std::shared_ptr<Task>& task, bool& success,
+                                                     const std::shared_ptr<OMScope>&, const NodeList&,
+                                                     uint64_t idx, std::shared_ptr<IOMNode>& node) const
+{
+    struct LocalVariableState : virtual OMFunctionState {};
+
+    try {
+        YieldingFrame<LocalVariableState> frame(task);
+        if (frame.isFirstEntry()) success = false;
+        LocalVariableState& s = *frame;
+        do {
+            switch (s.fState) {
+            case 0:
+                s.fState = kFinished;
+                success = readElement(idx, node);
+                break;
+            }
+        } while (frame.keepGoing());
+        frame.release();
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+}
+
+void OMStored::accessOMNodeReadOnlyResolved_yielding(const std::shared_ptr<Task>& task, bool& success,
+                                                     const std::shared_ptr<OMScope>&, const NodeList&,
+                                                     const std::string& attr,
+                                                     std::shared_ptr<IOMNode>& node) const
+{
+    struct LocalVariableState : virtual OMFunctionState {};
+
+    try {
+        YieldingFrame<LocalVariableState> frame(task);
+        if (frame.isFirstEntry()) success = false;
+        LocalVariableState& s = *frame;
+        do {
+            switch (s.fState) {
+            case 0:
+                s.fState = kFinished;
+                success = readMember(attr, node);
+                break;
+            }
+        } while (frame.keepGoing());
+        frame.release();
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+}
+
+void OMStored::set_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal, uint64_t idx,
+                            const std::shared_ptr<IOMNode>& node)
+{
+    struct LocalVariableState : virtual OMFunctionState {};
+
+    try {
+        YieldingFrame<LocalVariableState> frame(task);
+        if (frame.isFirstEntry()) retVal.reset();
+        LocalVariableState& s = *frame;
+        do {
+            switch (s.fState) {
+            case 0:
+                // The fast path: no clone and no parent bookkeeping.
+                s.fState = kFinished;
+                SANITY_CHECK(fType == OMType::Array);
+                SANITY_CHECK(node);
+                SANITY_CHECK(fillUpTo(idx));
+                if (idx < fArray->size()) (*fArray)[idx] = node;
+                else fArray->push_back(node);
+                retVal = node;
+                break;
+            }
+        } while (frame.keepGoing());
+        frame.release();
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+}
+
+void OMStored::set_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                            const std::string& attr, const std::shared_ptr<IOMNode>& node)
+{
+    struct LocalVariableState : virtual OMFunctionState {};
+
+    try {
+        YieldingFrame<LocalVariableState> frame(task);
+        if (frame.isFirstEntry()) retVal.reset();
+        LocalVariableState& s = *frame;
+        do {
+            switch (s.fState) {
+            case 0:
+                // The fast path of evaluation and parameter binding: no clone, no parent bookkeeping.
+                s.fState = kFinished;
+                SANITY_CHECK(fType == OMType::Map);
+                SANITY_CHECK(fMap);
+                SANITY_CHECK(node);
+                if (!(getPermission(attr) & PERMISSION_WRITE)) {
+                    LOG_ERROR("not permitted -- need PERMISSION_WRITE");
+                    break;
+                }
+                (*fMap)[attr] = node;
+                retVal = node;
+                break;
+            }
+        } while (frame.keepGoing());
+        frame.release();
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+}
+
+void OMStored::setAndAccess_yielding(const std::shared_ptr<Task>& task, bool& success, uint64_t idx,
+                                     std::shared_ptr<IOMNode>& node)
+{
+    struct LocalVariableState : virtual OMFunctionState {};
+    enum : unsigned { STORE = 1 };
+
+    try {
+        YieldingFrame<LocalVariableState> frame(task);
+        if (frame.isFirstEntry()) success = false;
+        LocalVariableState& s = *frame;
+        do {
+            switch (s.fState) {
+            case 0:
+                s.fState = STORE;
+                break;
+            YIELDING_CALL(STORE, accessOMNodeResolved_yielding(task, success, nullptr, nullptr,
+                                                               AccessType::SET, idx, node));
+            case resumeAfter(STORE):
+                s.fState = kFinished;
+                SANITY_CHECK(success);
+                break;
+            }
+        } while (frame.keepGoing());
+        frame.release();
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+}
+
+void OMStored::setAndAccess_yielding(const std::shared_ptr<Task>& task, bool& success,
+                                     const std::string& attr, std::shared_ptr<IOMNode>& node)
+{
+    struct LocalVariableState : virtual OMFunctionState {};
+    enum : unsigned { STORE = 1 };
+
+    try {
+        YieldingFrame<LocalVariableState> frame(task);
+        if (frame.isFirstEntry()) success = false;
+        LocalVariableState& s = *frame;
+        do {
+            switch (s.fState) {
+            case 0:
+                s.fState = STORE;
+                break;
+            YIELDING_CALL(STORE, accessOMNodeResolved_yielding(task, success, nullptr, nullptr,
+                                                               AccessType::SET, attr, node));
+            case resumeAfter(STORE):
+                s.fState = kFinished;
+                SANITY_CHECK(success);
+                break;
+            }
+        } while (frame.keepGoing());
+        frame.release();
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+}
+
+void OMStored::eval_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                             const std::shared_ptr<OMScope>& scope, HandleReturnValue handleReturnValue)
+{
+    struct LocalVariableState : virtual OMFunctionState {
+        bool wasReturnValue = false;
+        std::shared_ptr<IOMNode> source;  // this node, or what a `return` wrapped
+        std::shared_ptr<OMStored> result;
+        std::shared_ptr<IOMNodeIterator> iter;
+        std::shared_ptr<IOMNode> member;
+        std::string key;
+        std::shared_ptr<IOMNode> evaluated;
+        uint64_t targetIdx = 0;
+        std::shared_ptr<IOMNode> stored;
+        std::shared_ptr<OMExpression> expression;
+        std::string functionName;
+    };
+    enum : unsigned {
+        NEXT_MEMBER = 1,
+        EVAL_MEMBER,
+        STORE_ELEMENT,
+        STORE_MEMBER,
+        EVAL_EXPRESSION,
+        BIND_FUNCTION,
+        HANDLE_RETURN,
+    };
+
+    try {
+        YieldingFrame<LocalVariableState> frame(task);
+        if (frame.isFirstEntry()) retVal.reset();
+        LocalVariableState& s = *frame;
+        do {
+            switch (s.fState) {
+            case 0: {
+                s.fState = kFinished;
+                retVal = shared_from_this();
+                if (!scope) break;
+                if (scope->getType() != OMType::Map) {
+                    SANITY_CHECK(scope->setEmptyMap());
+                }
+                s.wasReturnValue = retVal->isReturnValue();
+                if (s.wasReturnValue) {
+                    ASSIGN(retVal, retVal->unwrapReturnValue());
+                }
+                s.source = retVal;
+                s.fState = HANDLE_RETURN;
+                OMType type = s.source->getType();
+                if (type == OMType::Array || type == OMType::Map) {
+                    s.result = type == OMType::Array ? arrayFactory() : mapFactory();
+                    ASSIGN(retVal, s.result);
+                    ASSIGN(s.iter, s.source->getNodeIterator());
+                    s.fState = NEXT_MEMBER;
+                } else if (type == OMType::Expression) {
+                    ASSIGN(s.expression, s.source->getExpression());
+                    s.fState = EVAL_EXPRESSION;
+                } else if (type == OMType::Function) {
+                    s.functionName = s.source->getFunctionName();
+                    if (!s.functionName.empty()) s.fState = BIND_FUNCTION;
+                }
+                break;
+            }
+            case NEXT_MEMBER:
+                s.fState = HANDLE_RETURN;
+                if (s.iter->atEnd()) break;
+                s.member = **s.iter;
+                s.key = s.iter->getKey();
+                (*s.iter)++;
+                s.evaluated.reset();
+                SANITY_CHECK(s.member);
+                s.fState = EVAL_MEMBER;
+                break;
+            YIELDING_CALL(EVAL_MEMBER, s.member->eval_yielding(task, s.evaluated, scope, handleReturnValue));
+            case resumeAfter(EVAL_MEMBER):
+                // An empty result is left out; an array then closes up behind it.
+                if (!s.evaluated) s.fState = NEXT_MEMBER;
+                else s.fState = s.result->getType() == OMType::Array ? STORE_ELEMENT : STORE_MEMBER;
+                break;
+            YIELDING_CALL(STORE_ELEMENT, s.result->set_yielding(task, s.stored, s.targetIdx, s.evaluated));
+            case resumeAfter(STORE_ELEMENT):
+                ++s.targetIdx;
+                s.fState = NEXT_MEMBER;
+                break;
+            YIELDING_CALL(STORE_MEMBER, s.result->set_yielding(task, s.stored, s.key, s.evaluated));
+            case resumeAfter(STORE_MEMBER):
+                s.fState = NEXT_MEMBER;
+                break;
+            YIELDING_CALL(EVAL_EXPRESSION,
+                          s.expression->get_yielding(task, retVal, AccessType::GET, scope, ScriptPhase::RUN));
+            case resumeAfter(EVAL_EXPRESSION):
+                s.fState = HANDLE_RETURN;
+                break;
+            YIELDING_CALL(BIND_FUNCTION, scope->set_yielding(task, s.stored, s.functionName, s.source));
+            case resumeAfter(BIND_FUNCTION):
+                s.fState = HANDLE_RETURN;
+                break;
+            case HANDLE_RETURN:
+                s.fState = kFinished;
+                if (!retVal) break;
+                if (handleReturnValue == HandleReturnValue::KEEP_WRAPPED) {
+                    if (s.wasReturnValue && !retVal->isReturnValue()) retVal = retVal->wrapReturnValue();
+                } else if (handleReturnValue == HandleReturnValue::UNWRAP) {
+                    retVal = retVal->unwrapReturnValue();
+                }
+                break;
+            }
+        } while (frame.keepGoing());
+        frame.release();
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+}
+
+}  // namespace Qfn
