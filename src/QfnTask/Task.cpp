@@ -5,6 +5,7 @@
 
 #include "QfnCoordinator/InternalCoordinator.h"
 #include "QfnLogger/Check.h"
+#include "QfnParser/OMStored.h"
 #include "QfnTask/OMFunctionState.h"
 #include "QfnUtils/Clock.h"
 
@@ -211,8 +212,16 @@ std::shared_ptr<InputStream> Task::getInputStream()
 
 std::shared_ptr<IOMNode> Task::getRetValNode()
 {
-    // TODO(#3): a task without a node result answers OMStored::factory(fRetValBool) once values exist.
-    return fRetValNode;
+    std::shared_ptr<IOMNode> retVal;
+    try {
+        do {
+            // A task's result is always readable as a node; a bare bool result is not stored.
+            retVal = fRetValNode ? fRetValNode : std::shared_ptr<IOMNode>(OMStored::factory(fRetValBool));
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
 }
 
 void Task::setRetValNode(const std::shared_ptr<IOMNode>& node) { fRetValNode = node; }

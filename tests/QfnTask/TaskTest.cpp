@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "QfnCoordinator/InternalCoordinator.h"
+#include "QfnParser/OMStored.h"
 #include "QfnTask/OMFunctionState.h"
 #include "QfnTask/Task.h"
 #include "QfnTask/YieldingFrame.h"
@@ -490,3 +491,18 @@ TEST(TaskYielding, TimedOutTaskLosesAllFramesInOnePass)
 }
 
 }  // namespace
+
+TEST(TaskResult, ResultReadsAsNodeEvenWhenOnlyABoolWasSet)
+{
+    auto task = TestTask::make("result");
+    Qfn::Task::deregisterTask(task->getTaskId());
+    auto boolResult = task->getRetValNode();
+    ASSERT_TRUE(boolResult);
+    EXPECT_EQ(boolResult->getType(), Qfn::OMType::Bool);
+    EXPECT_FALSE(boolResult->getBool());
+    EXPECT_NE(task->getRetValNode(), boolResult) << "the bool's node is made afresh, not stored";
+
+    auto node = Qfn::OMStored::factory(int64_t{42});
+    task->setRetValNode(node);
+    EXPECT_EQ(task->getRetValNode(), node);
+}
