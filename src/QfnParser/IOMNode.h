@@ -165,6 +165,10 @@ public:
     virtual std::string toString() const = 0;
     virtual std::shared_ptr<IOMNode> unwrapReturnValue() = 0;
     virtual std::shared_ptr<IOMNode> wrapReturnValue() = 0;
+
+    // The node's OMNode side, if it has one: lets the operators reach their implementations
+    // without a cross cast on every operation.
+    virtual OMNode* asOMNode() { return nullptr; }
 };
 
 // A walk over the members of an array or a map; the node walked stays alive while it runs.

@@ -146,6 +146,8 @@ public:
     double getAsNum() const override;
     std::string getAsString() const override;
     std::shared_ptr<IOMNode> getDataStructureParent() const override { return fDataStructureParent.lock(); }
+    bool hasDataStructureParent() const { return !fDataStructureParent.expired(); }
+    OMNode* asOMNode() override { return this; }
     uint64_t getDataStructureIdx() const override;
     const std::string& getDataStructureKey() const override { return fDataStructureKey; }
     std::string getFunctionName() const override;
@@ -219,6 +221,12 @@ protected:
     bool fIsDataStructure = false;
     std::string fDataStructureKey;
     std::weak_ptr<IOMNode> fDataStructureParent;
+
+private:
+    static std::shared_ptr<IOMNode> binaryOperationOn(BinOp binOp, IOMNode& node1, NodeReuse nodeReuse1,
+                                                      const std::shared_ptr<IOMNode>* sharedNode1, IOMNode& node2,
+                                                      NodeReuse nodeReuse2,
+                                                      const std::shared_ptr<IOMNode>* sharedNode2);
 };
 
 }  // namespace Qfn

@@ -26,11 +26,20 @@ bool isNumber(OMType type)
 }
 
 // The node itself, as a shared pointer, when an operator may write its result into it.
+// An operand may hold the result when the caller allows it and no data structure owns it.
+bool isReusable(IOMNode& node, NodeReuse nodeReuse)
+{
+    if (nodeReuse != NodeReuse::REUSE) return false;
+    OMNode* omNode = node.asOMNode();
+    return omNode && !omNode->hasDataStructureParent();
+}
+
 std::shared_ptr<IOMNode> reusableNode(IOMNode& node, NodeReuse nodeReuse)
 {
-    if (nodeReuse != NodeReuse::REUSE || node.getDataStructureParent()) return nullptr;
-    auto* omNode = dynamic_cast<OMNode*>(&node);
-    return omNode ? std::shared_ptr<IOMNode>(omNode->weak_from_this().lock()) : nullptr;
+    if (nodeReuse != NodeReuse::REUSE) return nullptr;
+    OMNode* omNode = node.asOMNode();
+    if (!omNode || omNode->hasDataStructureParent()) return nullptr;
+    return omNode->weak_from_this().lock();
 }
 
 // A fresh node holding the operand's value. setTo copies no GUID, so a GUID is made anew.
@@ -44,7 +53,7 @@ std::shared_ptr<OMStored> copyOf(const IOMNode& node)
 // Operator implementations live on OMNode; a node of another kind is viewed through an OMStored copy.
 IOMNodeOperations* operationsOf(IOMNode& node, std::shared_ptr<OMStored>& keepAlive)
 {
-    if (auto* operations = dynamic_cast<IOMNodeOperations*>(&node)) return operations;
+    if (OMNode* omNode = node.asOMNode()) return omNode;
     keepAlive = OMStored::rewrapFactory(node);
     return keepAlive.get();
 }
@@ -244,6 +253,15 @@ std::shared_ptr<IOMNode> OMNode::binaryOperation(BinOp binOp, const IOMNode& nod
 std::shared_ptr<IOMNode> OMNode::binaryOperation(BinOp binOp, IOMNode& node1, NodeReuse nodeReuse1,
                                                  IOMNode& node2, NodeReuse nodeReuse2)
 {
+    return binaryOperationOn(binOp, node1, nodeReuse1, nullptr, node2, nodeReuse2, nullptr);
+}
+
+// The worker of the binary operators. When the caller holds the operands by shared pointer, a
+// reused operand is taken from there instead of being looked up again through its weak self.
+std::shared_ptr<IOMNode> OMNode::binaryOperationOn(BinOp binOp, IOMNode& node1, NodeReuse nodeReuse1,
+                                                   const std::shared_ptr<IOMNode>* sharedNode1, IOMNode& node2,
+                                                   NodeReuse nodeReuse2, const std::shared_ptr<IOMNode>* sharedNode2)
+{
     std::shared_ptr<IOMNode> retVal;
     try {
         do {
@@ -251,11 +269,20 @@ std::shared_ptr<IOMNode> OMNode::binaryOperation(BinOp binOp, IOMNode& node1, No
                 retVal = OMStored::errorFactory();
                 break;
             }
-            std::shared_ptr<IOMNode> result = reusableNode(node1, nodeReuse1);
-            if (!result) result = reusableNode(node2, nodeReuse2);
-            if (!result) {
-                ASSIGN(result, copyOf(node1));
+            std::shared_ptr<IOMNode> ownResult;
+            const std::shared_ptr<IOMNode>* resultSlot = &ownResult;
+            if (sharedNode1 && isReusable(node1, nodeReuse1)) {
+                resultSlot = sharedNode1;
+            } else if (sharedNode2 && isReusable(node2, nodeReuse2)) {
+                resultSlot = sharedNode2;
+            } else {
+                ownResult = reusableNode(node1, nodeReuse1);
+                if (!ownResult) ownResult = reusableNode(node2, nodeReuse2);
+                if (!ownResult) {
+                    ASSIGN(ownResult, copyOf(node1));
+                }
             }
+            const std::shared_ptr<IOMNode>& result = *resultSlot;
             std::shared_ptr<OMStored> keepAlive;
             IOMNodeOperations* a = operationsOf(node1, keepAlive);
             SANITY_CHECK(a);
@@ -342,7 +369,7 @@ std::shared_ptr<IOMNode> OMNode::binaryOperation(BinOp binOp, const std::shared_
         do {
             SANITY_CHECK(node1);
             SANITY_CHECK(node2);
-            retVal = binaryOperation(binOp, *node1, nodeReuse1, *node2, nodeReuse2);
+            retVal = binaryOperationOn(binOp, *node1, nodeReuse1, &node1, *node2, nodeReuse2, &node2);
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);
@@ -469,6 +496,14 @@ std::shared_ptr<IOMNode> OMNode::ternaryOperation(TernOp ternOp, const std::shar
 
 bool OMNode::binop_add(const std::shared_ptr<IOMNode>& result, IOMNode& other)
 {
+    // Small integers add exactly as their doubles would; this skips the round trip.
+    constexpr int64_t kExactLimit = int64_t{1} << 52;
+    if (getType() == OMType::Int && other.getType() == OMType::Int) {
+        int64_t left = getInt();
+        int64_t right = other.getInt();
+        if (left > -kExactLimit && left < kExactLimit && right > -kExactLimit && right < kExactLimit)
+            return result->set(left + right);
+    }
     if (getType() == OMType::String || other.getType() == OMType::String)
         return result->set(getAsString() + other.getAsString());
     return result->setNum(getAsNum() + other.getAsNum());

@@ -64,6 +64,13 @@ public:
     // The frame stack of resumable calls.
     std::shared_ptr<OMFunctionState> getLockedFunctionState();
     void lockFunctionState(std::shared_ptr<OMFunctionState> state);
+    // The same hand-out without touching the record's reference count: the resumable-call
+    // helper's hot path. The task keeps owning the record.
+    OMFunctionState* lockNextFunctionState()
+    {
+        if (fLockedFunctionStateCount >= fFunctionStates.size()) return nullptr;
+        return fFunctionStates[fLockedFunctionStateCount++].get();
+    }
 
     bool getIsTimedOut() const { return fIsTimedOut; }
     bool getIsTerminationPending() const { return fIsTerminationPending; }
