@@ -367,8 +367,13 @@ void OMStored::set_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<I
     }
 }
 
-void OMStored::setAndAccess_yielding(const std::shared_ptr<Task>& task, bool& success, uint64_t idx,
-                                     std::shared_ptr<IOMNode>& node)
+namespace {
+
+// A SET access that leaves in `node` what was really stored (the clone, if one was made);
+// the same for a member and an element.
+template <class Key>
+void setAndAccessMember_yielding(OMStored& target, const std::shared_ptr<Task>& task, bool& success,
+                                 const Key& key, std::shared_ptr<IOMNode>& node)
 {
     struct LocalVariableState : virtual OMFunctionState {};
     enum : unsigned { STORE = 1 };
@@ -382,8 +387,8 @@ void OMStored::setAndAccess_yielding(const std::shared_ptr<Task>& task, bool& su
             case 0:
                 s.fState = STORE;
                 break;
-            YIELDING_CALL(STORE, accessOMNodeResolved_yielding(task, success, nullptr, nullptr,
-                                                               AccessType::SET, idx, node));
+            YIELDING_CALL(STORE, target.accessOMNodeResolved_yielding(task, success, nullptr, nullptr,
+                                                                      AccessType::SET, key, node));
             case resumeAfter(STORE):
                 s.fState = kFinished;
                 SANITY_CHECK(success);
@@ -396,33 +401,18 @@ void OMStored::setAndAccess_yielding(const std::shared_ptr<Task>& task, bool& su
     }
 }
 
+}  // namespace
+
+void OMStored::setAndAccess_yielding(const std::shared_ptr<Task>& task, bool& success, uint64_t idx,
+                                     std::shared_ptr<IOMNode>& node)
+{
+    setAndAccessMember_yielding(*this, task, success, idx, node);
+}
+
 void OMStored::setAndAccess_yielding(const std::shared_ptr<Task>& task, bool& success,
                                      const std::string& attr, std::shared_ptr<IOMNode>& node)
 {
-    struct LocalVariableState : virtual OMFunctionState {};
-    enum : unsigned { STORE = 1 };
-
-    try {
-        YieldingFrame<LocalVariableState> frame(task);
-        if (frame.isFirstEntry()) success = false;
-        LocalVariableState& s = *frame;
-        do {
-            switch (s.fState) {
-            case 0:
-                s.fState = STORE;
-                break;
-            YIELDING_CALL(STORE, accessOMNodeResolved_yielding(task, success, nullptr, nullptr,
-                                                               AccessType::SET, attr, node));
-            case resumeAfter(STORE):
-                s.fState = kFinished;
-                SANITY_CHECK(success);
-                break;
-            }
-        } while (frame.keepGoing());
-        frame.release();
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
+    setAndAccessMember_yielding(*this, task, success, attr, node);
 }
 
 void OMStored::eval_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
