@@ -6,12 +6,17 @@
 #include "QfnParser/OMStored.h"
 #include "QfnTask/Task.h"
 #include "QfnTask/YieldingFrame.h"
+#include "QfnUtils/Clock.h"
 
 namespace {
 
+// A task in the middle of a long slice: every state asks the clock whether the slice is over.
 class BenchTask : public virtual Qfn::Task {
 public:
-    BenchTask() : Task("BenchTask", -2, nullptr) {}
+    explicit BenchTask(bool inSlice) : Task("BenchTask", -2, nullptr)
+    {
+        if (inSlice) fTimesliceDeadline = Qfn::Clock::nowNanoseconds() + 3600'000'000'000;
+    }
     void timeslice() override {}
 };
 
@@ -60,25 +65,26 @@ void outer_yielding(const std::shared_ptr<Qfn::Task>& task, int& retVal)
 
 void BM_NestedYieldingCallWithoutSuspension(benchmark::State& state)
 {
-    std::shared_ptr<Qfn::Task> task = std::make_shared<BenchTask>();
+    std::shared_ptr<Qfn::Task> task = std::make_shared<BenchTask>(state.range(0) != 0);
     int result = 0;
     for (auto _ : state) {
         leaf_yielding(task, result);
         benchmark::DoNotOptimize(result);
     }
 }
-BENCHMARK(BM_NestedYieldingCallWithoutSuspension);
+// Argument 1: inside a timed slice; 0: a run to completion without deadlines.
+BENCHMARK(BM_NestedYieldingCallWithoutSuspension)->Arg(1)->Arg(0);
 
 void BM_OuterCallingNestedYielding(benchmark::State& state)
 {
-    std::shared_ptr<Qfn::Task> task = std::make_shared<BenchTask>();
+    std::shared_ptr<Qfn::Task> task = std::make_shared<BenchTask>(state.range(0) != 0);
     int result = 0;
     for (auto _ : state) {
         outer_yielding(task, result);
         benchmark::DoNotOptimize(result);
     }
 }
-BENCHMARK(BM_OuterCallingNestedYielding);
+BENCHMARK(BM_OuterCallingNestedYielding)->Arg(1)->Arg(0);
 
 void BM_IntPlusIntWithReuse(benchmark::State& state)
 {

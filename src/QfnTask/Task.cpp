@@ -158,6 +158,8 @@ bool Task::isIdle() const
 bool Task::isTryingToYield()
 {
     if (fIsTimedOut || fIsTimesliceCompleted) return true;
+    // Without a deadline (a run to completion with no time-out) the clock has nothing to decide.
+    if (fTimeoutDeadline == kNoDeadline && fTimesliceDeadline == kNoDeadline) return false;
     int64_t now = Clock::nowNanoseconds();
     if (isReached(fTimeoutDeadline, now)) {
         fIsTimedOut = true;
