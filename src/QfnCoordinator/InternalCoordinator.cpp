@@ -1,9 +1,14 @@
 #include "QfnCoordinator/InternalCoordinator.h"
 
 #include "QfnLogger/Check.h"
+#include "QfnParser/InputStreamConsole.h"
+#include "QfnParser/InputStreamFile.h"
+#include "QfnParser/InputStreamStdIn.h"
 #include "QfnParser/OMScope.h"
+#include "QfnParser/OutputStreamStdOut.h"
 #include "QfnTask/Task.h"
 #include "QfnUtils/Pipes.h"
+#include "QfnUtils/Utils.h"
 
 namespace Qfn {
 
@@ -381,5 +386,46 @@ bool InternalCoordinator::restoreMyPid() { return true; }
 bool InternalCoordinator::deregisterPendingTasks() { return true; }
 
 std::string InternalCoordinator::getNamedPipePath() const { return std::string(); }
+
+}  // namespace Qfn
+
+namespace Qfn {
+
+std::shared_ptr<InputStream> InternalCoordinator::inputStreamFactory()
+{
+    std::shared_ptr<InputStream> retVal;
+    try {
+        do {
+            if (fReadStdIn || fScriptFilePath == "-") {
+                retVal = InputStreamStdIn::factory();
+                break;
+            }
+            if (!fScriptFilePath.empty()) {
+                FILE* file = std::fopen(fScriptFilePath.c_str(), "rb");
+                if (!file) {
+                    LOG_ERROR(Utils::stringWithFormat("cannot open %s", fScriptFilePath.c_str()));
+                    break;
+                }
+                retVal = InputStreamFile::factory(file, true);
+                break;
+            }
+            retVal = InputStreamConsole::factory();
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+std::shared_ptr<OutputStream> InternalCoordinator::outputStreamFactory()
+{
+    std::shared_ptr<OutputStream> retVal;
+    try {
+        retVal = OutputStreamStdOut::factory();
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
 
 }  // namespace Qfn

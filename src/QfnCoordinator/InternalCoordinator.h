@@ -16,6 +16,8 @@ namespace Qfn {
 
 class Task;
 class OMScope;
+class InputStream;
+class OutputStream;
 
 using GatewaySendMethod = void (*)(const std::string& host, const std::string& message);
 using ScopeFactoryFunction = std::shared_ptr<OMScope> (*)(const std::shared_ptr<OMScope>& parent,
@@ -86,6 +88,11 @@ public:
     static int64_t getDefaultTimeoutMicroseconds() { return fDefaultTimeoutMicroseconds; }
     static int64_t getRemoteTimeoutMicroseconds() { return fRemoteTimeoutMicroseconds; }
     static int64_t getConsoleEcho() { return fConsoleEcho; }
+    // The prompt at nest level 0, the continuation prompt at any other.
+    static const std::string& getPrompt(int level) { return level == 0 ? fPrompt : fPromptContinuation; }
+    // The process's default streams: standard input when asked for, else the script file, else the console.
+    static std::shared_ptr<InputStream> inputStreamFactory();
+    static std::shared_ptr<OutputStream> outputStreamFactory();
     static bool getIsServer() { return fIsServer; }
     static bool getIsInteractive() { return fIsInteractive; }
     static bool getReadStdIn() { return fReadStdIn; }

@@ -5,6 +5,7 @@
 
 #include "QfnCoordinator/InternalCoordinator.h"
 #include "QfnLogger/Check.h"
+#include "QfnParser/IOStreamPrompted.h"
 #include "QfnParser/OMStored.h"
 #include "QfnTask/OMFunctionState.h"
 #include "QfnUtils/Clock.h"
@@ -204,7 +205,10 @@ std::shared_ptr<InputStream> Task::getInputStream()
                 break;
             }
             if (auto parent = getParentTask()) retVal = parent->getInputStream();
-            // TODO(#4): fall back on a prompted stream over the coordinator's console once streams exist.
+            if (retVal) break;
+            fInputStream = IOStreamPrompted::factory(InternalCoordinator::inputStreamFactory(),
+                                                     InternalCoordinator::outputStreamFactory());
+            retVal = fInputStream;
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);
@@ -400,7 +404,10 @@ bool Task::usesAsyncIO()
                 LOG_ERROR("unexpected fInteractionLevel");
                 break;
             }
-            // TODO(#4): a task reading from a prompted stream answers true here once streams exist.
+            if (std::dynamic_pointer_cast<IOStreamPrompted>(fInputStream)) {
+                retVal = true;
+                break;
+            }
             if (auto parent = getParentTask()) retVal = parent->usesAsyncIO();
         } while (false);
     } catch (std::exception& e) {

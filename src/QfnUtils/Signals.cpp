@@ -1,5 +1,7 @@
 #include "QfnUtils/Signals.h"
 
+#include "QfnUtils/Console.h"
+
 #include <csignal>
 #include <unistd.h>
 
@@ -14,7 +16,11 @@ std::atomic<bool> gTerminating{false};
 
 extern "C" void handleStopSignal(int signalNumber)
 {
-    if (signalNumber == SIGINT && (gTerminating.load() || gTerminateRequested.load())) _exit(0);
+    if (signalNumber == SIGINT && (gTerminating.load() || gTerminateRequested.load())) {
+        // Leaving at once skips the exit handlers: give the terminal its modes back here.
+        Console::restoreTerminal();
+        _exit(0);
+    }
     gTerminateRequested.store(true);
 }
 

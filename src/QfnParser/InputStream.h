@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "QfnTask/Forward.h"
+
+namespace Qfn {
+
+// Characters one at a time: getChar() looks at the present one (-1 at the end, -2 when nothing is
+// there yet), advance() consumes it, setPos() goes back so that the parser can retreat.
+class InputStream {
+public:
+    static constexpr int kEndOfInput = -1;
+    static constexpr int kNothingYet = -2;
+
+    virtual ~InputStream();
+    virtual bool advance() = 0;
+    virtual bool atEOF() { return fIsAtEOF; }
+    virtual bool discardOldBufferData() { return true; }
+    virtual bool flush() = 0;
+    virtual int getChar() = 0;
+    // The one resumable read: suspends the task while nothing is ready.
+    virtual void getChar_yielding(const std::shared_ptr<Task>& task, int& c);
+    virtual uint64_t getPos() = 0;
+    virtual bool isEOL(int c) { return c == 10 || c == 13; }
+    virtual bool setPos(uint64_t pos) = 0;
+    virtual bool setEOF();
+
+protected:
+    bool fIsAtEOF = false;
+};
+
+}  // namespace Qfn
