@@ -14,6 +14,9 @@ class OMStored;
 class OMScope;
 class OMExpression;
 class FunctionSignature;
+class InputStream;
+class OutputStream;
+class IOStreamPrompted;
 
 using OMArray = std::vector<std::shared_ptr<IOMNode>>;
 using OMMap = std::unordered_map<std::string, std::shared_ptr<IOMNode>>;
