@@ -257,9 +257,11 @@ void OMStored::accessOMNodeResolved_yielding(const std::shared_ptr<Task>& task, 
     }
 }
 
-void OMStored::accessOMNodeReadOnlyResolved_yielding(const std::shared_ptr<Task>& task, bool& success,
-                                                     const std::shared_ptr<OMScope>&, const NodeList&,
-                                                     uint64_t idx, std::shared_ptr<IOMNode>& node) const
+namespace {
+
+// A resumable read that cannot suspend: one state, which reads and finishes.
+template <class Read>
+void readAtOnce_yielding(const std::shared_ptr<Task>& task, bool& success, const Read& read)
 {
     struct LocalVariableState : virtual OMFunctionState {};
 
@@ -271,7 +273,7 @@ void OMStored::accessOMNodeReadOnlyResolved_yielding(const std::shared_ptr<Task>
             switch (s.fState) {
             case 0:
                 s.fState = kFinished;
-                success = readElement(idx, node);
+                success = read();
                 break;
             }
         } while (frame.keepGoing());
@@ -281,29 +283,21 @@ void OMStored::accessOMNodeReadOnlyResolved_yielding(const std::shared_ptr<Task>
     }
 }
 
+}  // namespace
+
+void OMStored::accessOMNodeReadOnlyResolved_yielding(const std::shared_ptr<Task>& task, bool& success,
+                                                     const std::shared_ptr<OMScope>&, const NodeList&,
+                                                     uint64_t idx, std::shared_ptr<IOMNode>& node) const
+{
+    readAtOnce_yielding(task, success, [&] { return readElement(idx, node); });
+}
+
 void OMStored::accessOMNodeReadOnlyResolved_yielding(const std::shared_ptr<Task>& task, bool& success,
                                                      const std::shared_ptr<OMScope>&, const NodeList&,
                                                      const std::string& attr,
                                                      std::shared_ptr<IOMNode>& node) const
 {
-    struct LocalVariableState : virtual OMFunctionState {};
-
-    try {
-        YieldingFrame<LocalVariableState> frame(task);
-        if (frame.isFirstEntry()) success = false;
-        LocalVariableState& s = *frame;
-        do {
-            switch (s.fState) {
-            case 0:
-                s.fState = kFinished;
-                success = readMember(attr, node);
-                break;
-            }
-        } while (frame.keepGoing());
-        frame.release();
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
+    readAtOnce_yielding(task, success, [&] { return readMember(attr, node); });
 }
 
 void OMStored::set_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal, uint64_t idx,
