@@ -237,6 +237,8 @@ bool Task::handleCompletion()
     bool retVal = false;
     try {
         do {
+            // The task table may hold the last reference: keep this task alive until the queue step.
+            std::shared_ptr<Task> self = shared_from_this();
             while (!fChildTasks.empty()) {
                 std::shared_ptr<Task> childTask = fChildTasks.begin()->second;
                 if (!childTask) {
