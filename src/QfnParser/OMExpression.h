@@ -39,6 +39,23 @@ public:
     void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
                       const std::shared_ptr<OMScope>& scope);
 
+    // The binding level of the expression's own operator, for the parentheses its text needs as
+    // an operand: 0 binds tightest (names, calls, constants); see BinOp for the others.
+    virtual int getBindingLevel() const { return 0; }
+    // The node as source text: expressions and functions as code, containers member by member.
+    static std::string nodeSourceText(const std::shared_ptr<IOMNode>& node);
+    // The same, in parentheses when the node's operator binds looser than maxLevel allows.
+    static std::string operandSourceText(const std::shared_ptr<IOMNode>& node, int maxLevel);
+    // The expression a node holds, or null for a constant.
+    static std::shared_ptr<OMExpression> expressionOf(const std::shared_ptr<IOMNode>& node);
+    // Null-safe comparisons and hash of operand nodes.
+    static bool nodesEqual(const std::shared_ptr<IOMNode>& node1, const std::shared_ptr<IOMNode>& node2);
+    static bool nodesLess(const std::shared_ptr<IOMNode>& node1, const std::shared_ptr<IOMNode>& node2);
+    static uint64_t mixHash(uint64_t hash, uint64_t value);
+    static uint64_t nodeHash(const std::shared_ptr<IOMNode>& node);
+    // A fixed order between expressions of different classes.
+    bool isClassBefore(const OMExpression& other) const;
+
     // What the object model asks of an expression without knowing its class.
     virtual bool isReturn() const { return false; }
     virtual std::shared_ptr<IOMNode> getReturnOperand() const { return nullptr; }

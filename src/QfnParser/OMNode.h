@@ -74,6 +74,25 @@ public:
     // The text `typeof` gives for a type.
     static const char* typeOfText(OMType type);
 
+    // What the parser calls for each operation it reads: the expression is built and, when it needs
+    // no run-time context, computed at once, so that constants fold while parsing.
+    static void registerBinaryOperation_yielding(const std::shared_ptr<Task>& task,
+                                                 std::shared_ptr<IOMNode>& retVal, BinOp binOp,
+                                                 const std::shared_ptr<IOMNode>& node1,
+                                                 const std::shared_ptr<IOMNode>& node2);
+    static void registerUnaryOperation_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                                                UnOp unOp, const std::shared_ptr<IOMNode>& node);
+    static void registerTernaryOperation_yielding(const std::shared_ptr<Task>& task,
+                                                  std::shared_ptr<IOMNode>& retVal, TernOp ternOp,
+                                                  const std::shared_ptr<IOMNode>& node1,
+                                                  const std::shared_ptr<IOMNode>& node2,
+                                                  const std::shared_ptr<IOMNode>& node3);
+    static void registerKeywordOperation_yielding(const std::shared_ptr<Task>& task,
+                                                  std::shared_ptr<IOMNode>& retVal, Token token);
+    // `var name`: a keyword expression that marks the name local to its function.
+    static void registerVarOperation_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                                              const std::string& name);
+
     // Turns a node of a parsed tree into a value: containers member by member, expressions evaluated.
     static void getResolvedNode_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
                                          AccessType accessType, const std::shared_ptr<IOMNode>& node,

@@ -7,6 +7,8 @@
 #include <unordered_map>
 
 #include "QfnParser/OMNode.h"
+#include "QfnParser/ParseType.h"
+#include "QfnParser/Token.h"
 
 namespace Qfn {
 
@@ -41,6 +43,50 @@ public:
     static std::shared_ptr<OMStored> rewrapFactory(IOMNode& node);
     static std::shared_ptr<const OMStored> rewrapFactory(const IOMNode& node);
     static int64_t getOMStoredCount() { return fOMStoredCount; }
+
+    // The token table of the script language (OMStoredTokens.cpp).
+    static bool initTokens();
+    static Token strToToken(const std::string& text);
+    static const std::string& tokenToStr(Token token);
+    // True for the names of built-in functions and properties, false for keywords and constants.
+    static bool isBuiltinFunctionToken(Token token);
+
+    // The parser (OMStoredParser.cpp): the result of parsing is left in this node.
+    void parseExpressionList_yielding(const std::shared_ptr<Task>& task, bool& success,
+                                      const std::shared_ptr<InputStream>& stream);
+    void parseExpression_yielding(const std::shared_ptr<Task>& task, bool& success,
+                                  const std::shared_ptr<InputStream>& stream, uint64_t level, ParseType parseType);
+    static void pushOperandOnStack_yielding(const std::shared_ptr<Task>& task, bool& success,
+                                            std::shared_ptr<IOMNode>& operand, std::vector<UnOp>& unaryOps,
+                                            std::vector<std::shared_ptr<IOMNode>>& operands);
+    void parseNum_yielding(const std::shared_ptr<Task>& task, bool& success,
+                           const std::shared_ptr<InputStream>& stream, int radix);
+    bool parseNum(InputStream& stream, int radix);
+    bool parseNum(const std::string& text, int radix);
+    static void parseChars_yielding(const std::shared_ptr<Task>& task, bool& retVal,
+                                    const std::shared_ptr<InputStream>& stream, const std::string& chars);
+    static void parseKeyword_yielding(const std::shared_ptr<Task>& task, bool& retVal,
+                                      const std::shared_ptr<InputStream>& stream, const std::string& keyword);
+    // The read-eval-print loop over the task's input stream.
+    static void parseAndEvalStream_yielding(const std::shared_ptr<Task>& task, bool& retVal,
+                                            const std::shared_ptr<OMScope>& scope);
+    // base to the power exponent by repeated squaring.
+    static double pow(double base, int exponent);
+
+    // Calls (OMStoredCalls.cpp).
+    void callNodeAsFunction_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                                     bool isMethod, const std::shared_ptr<IOMNode>& thisNode,
+                                     const NodeList& arguments, const std::shared_ptr<OMScope>& scope);
+    static void functionOperation_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                                           Token token, bool isMethod, const std::shared_ptr<IOMNode>& thisNode,
+                                           const NodeList& arguments, const std::shared_ptr<OMScope>& scope);
+    static void functionOperation_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                                           const std::string& name, bool isMethod,
+                                           const std::shared_ptr<IOMNode>& thisNode, const NodeList& arguments,
+                                           const std::shared_ptr<OMScope>& scope);
+    void evalScript_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                             const std::shared_ptr<OMScope>& scope, const std::string& scriptFilePath,
+                             HandleReturnValue handleReturnValue);
 
     // Member access.
     void accessOMNodeResolved_yielding(const std::shared_ptr<Task>& task, bool& success,

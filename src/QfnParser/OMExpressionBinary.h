@@ -1,0 +1,61 @@
+#pragma once
+
+#include <memory>
+
+#include "QfnParser/OMExpression.h"
+
+namespace Qfn {
+
+// What resolving a binary expression leaves for its evaluation.
+struct OMExpressionBinaryResolution {
+    bool fTargetIsReference = false;  // assignment to a `reference(...)` target
+    std::shared_ptr<IOMNode> fResolvedNode1;
+    std::shared_ptr<IOMNode> fResolvedNode2;
+    bool fIsReturn = false;
+    bool fIsBreak = false;
+
+    void clear() { *this = OMExpressionBinaryResolution(); }
+};
+
+// Two operands and an operator; also the loops (`while`, `do`) and statement lists.
+class OMExpressionBinary : public OMExpression {
+public:
+    static std::shared_ptr<OMExpressionBinary> factory(BinOp binOp, const std::shared_ptr<IOMNode>& node1,
+                                                       const std::shared_ptr<IOMNode>& node2);
+
+    void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal, AccessType accessType,
+                      const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase) override;
+    void set_yielding(const std::shared_ptr<Task>& task, bool& retVal, std::shared_ptr<IOMNode>& value,
+                      const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase) override;
+    void resolve_yielding(const std::shared_ptr<Task>& task, bool& retVal, AccessType accessType,
+                          const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase,
+                          OMExpressionBinaryResolution& resolution);
+    std::string toString() const override;
+    uint64_t hash() const override;
+    bool operator==(const OMExpression& other) const override;
+    bool operator<(const OMExpression& other) const override;
+    bool scanForLocalVariables(const std::shared_ptr<FunctionSignature>& functionSignature,
+                               bool& inLocalSequence) override;
+    int getBindingLevel() const override { return static_cast<int>(fBinOp); }
+
+    BinOp getBinOp() const { return fBinOp; }
+    const std::shared_ptr<IOMNode>& getNode1() const { return fNode1; }
+    const std::shared_ptr<IOMNode>& getNode2() const { return fNode2; }
+
+    static const char* binOpToPrefixStr(BinOp binOp);
+    static const char* binOpToInfixStr(BinOp binOp);
+    static const char* binOpToSuffixStr(BinOp binOp);
+
+private:
+    OMExpressionBinary(BinOp binOp, std::shared_ptr<IOMNode> node1, std::shared_ptr<IOMNode> node2)
+        : fBinOp(binOp), fNode1(std::move(node1)), fNode2(std::move(node2))
+    {
+    }
+    bool isLoop() const { return fBinOp == BinOp::WHILE || fBinOp == BinOp::DO_WHILE; }
+
+    BinOp fBinOp;
+    std::shared_ptr<IOMNode> fNode1;
+    std::shared_ptr<IOMNode> fNode2;
+};
+
+}  // namespace Qfn

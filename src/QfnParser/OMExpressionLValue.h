@@ -1,0 +1,57 @@
+#pragma once
+
+#include <memory>
+
+#include "QfnParser/OMExpression.h"
+#include "QfnParser/OMExpressionLValueResolution.h"
+
+namespace Qfn {
+
+// A link of a chain such as `a.z[1].f(x)`: a name, member, index or call, with the link on its
+// left in fParent. Reading walks the chain from the left; a chain is also an assignment target.
+class OMExpressionLValue : public OMExpression {
+public:
+    using OMExpression::get_yielding;
+    // A plain read.
+    void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal, AccessType accessType,
+                      const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase) override;
+    // optionalNewValue, when set, is stored at the place the chain names.
+    virtual void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                              AccessType accessType, const std::shared_ptr<OMScope>& scope,
+                              ScriptPhase scriptPhase, std::shared_ptr<IOMNode>& optionalNewValue) = 0;
+    void set_yielding(const std::shared_ptr<Task>& task, bool& retVal, std::shared_ptr<IOMNode>& value,
+                      const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase) override;
+    // The arguments and the value on the left.
+    void resolve_yielding(const std::shared_ptr<Task>& task, bool& retVal, AccessType accessType,
+                          const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase,
+                          OMExpressionLValueResolution& resolution);
+
+    std::string toString() const override;
+    uint64_t hash() const override;
+    bool operator==(const OMExpression& other) const override;
+    bool operator<(const OMExpression& other) const override;
+    bool scanForLocalVariables(const std::shared_ptr<FunctionSignature>& functionSignature,
+                               bool& inLocalSequence) override;
+    bool isLValue() const override { return true; }
+
+    const std::shared_ptr<IOMNode>& getParent() const { return fParent; }
+    const NodeList& getArgumentList() const { return fUnresolvedArgumentList; }
+    void setArgumentList(NodeList argumentList) { fUnresolvedArgumentList = std::move(argumentList); }
+    bool compareArgumentListEqual(const OMExpressionLValue& other) const;
+    bool compareArgumentListLess(const OMExpressionLValue& other) const;
+
+protected:
+    explicit OMExpressionLValue(std::shared_ptr<IOMNode> parent) : fParent(std::move(parent)) {}
+
+    // This link's own text, after its parent's: "name", ".name", "[1]", "(a, b)".
+    virtual std::string linkText() const = 0;
+    // Same class, same link fields; parent and arguments are compared by the base.
+    virtual bool linkEqual(const OMExpressionLValue& other) const = 0;
+    virtual bool linkLess(const OMExpressionLValue& other) const = 0;
+    virtual uint64_t linkHash() const = 0;
+
+    std::shared_ptr<IOMNode> fParent;
+    NodeList fUnresolvedArgumentList;
+};
+
+}  // namespace Qfn

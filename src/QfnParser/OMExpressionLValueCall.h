@@ -1,0 +1,33 @@
+#pragma once
+
+#include "QfnParser/OMExpressionLValue.h"
+
+namespace Qfn {
+
+// A call of what the link on the left names: a built-in, a method of the value on its left, or
+// a script function.
+class OMExpressionLValueCall : public OMExpressionLValue {
+public:
+    static std::shared_ptr<OMExpressionLValueCall> factory(const std::shared_ptr<IOMNode>& parent,
+                                                           const NodeList& arguments);
+
+    using OMExpressionLValue::get_yielding;
+    void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal, AccessType accessType,
+                      const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase,
+                      std::shared_ptr<IOMNode>& optionalNewValue) override;
+
+protected:
+    std::string linkText() const override;
+    bool linkEqual(const OMExpressionLValue& other) const override;
+    bool linkLess(const OMExpressionLValue& other) const override;
+    uint64_t linkHash() const override;
+
+private:
+    OMExpressionLValueCall(std::shared_ptr<IOMNode> parent, NodeList arguments)
+        : OMExpressionLValue(std::move(parent))
+    {
+        fUnresolvedArgumentList = std::move(arguments);
+    }
+};
+
+}  // namespace Qfn
