@@ -21,8 +21,9 @@ public:
     virtual void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
                               AccessType accessType, const std::shared_ptr<OMScope>& scope,
                               ScriptPhase scriptPhase) = 0;
-    virtual void set_yielding(const std::shared_ptr<Task>& task, bool& retVal, std::shared_ptr<IOMNode>& value,
-                              const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase) = 0;
+    virtual void set_yielding(const std::shared_ptr<Task>& task, bool& retVal,
+                              std::shared_ptr<IOMNode>& value, const std::shared_ptr<OMScope>& scope,
+                              ScriptPhase scriptPhase) = 0;
     // The expression's own source text.
     virtual std::string toString() const = 0;
     virtual uint64_t hash() const = 0;
@@ -56,12 +57,28 @@ public:
     // A fixed order between expressions of different classes.
     bool isClassBefore(const OMExpression& other) const;
 
+    // How many expression levels this tree has; trees deeper than kMaxExpressionDepth are refused
+    // when built, so that walking one never exhausts the stack.
+    uint32_t getDepth() const { return fDepth; }
+    static uint32_t depthOf(const std::shared_ptr<IOMNode>& node);
+    static constexpr uint32_t kMaxExpressionDepth = 800;
+
     // What the object model asks of an expression without knowing its class.
     virtual bool isReturn() const { return false; }
     virtual std::shared_ptr<IOMNode> getReturnOperand() const { return nullptr; }
     virtual bool isKeyword() const { return false; }
     virtual bool isKeyword(Token) const { return false; }
     virtual bool isLValue() const { return false; }
+
+protected:
+    // Called by the factories once the operands are in place.
+    void setDepthFrom(const std::shared_ptr<IOMNode>& node)
+    {
+        uint32_t depth = depthOf(node) + 1;
+        if (depth > fDepth) fDepth = depth;
+    }
+
+    uint32_t fDepth = 1;
 };
 
 }  // namespace Qfn

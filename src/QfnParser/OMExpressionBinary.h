@@ -23,8 +23,9 @@ public:
     static std::shared_ptr<OMExpressionBinary> factory(BinOp binOp, const std::shared_ptr<IOMNode>& node1,
                                                        const std::shared_ptr<IOMNode>& node2);
 
-    void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal, AccessType accessType,
-                      const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase) override;
+    void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                      AccessType accessType, const std::shared_ptr<OMScope>& scope,
+                      ScriptPhase scriptPhase) override;
     void set_yielding(const std::shared_ptr<Task>& task, bool& retVal, std::shared_ptr<IOMNode>& value,
                       const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase) override;
     void resolve_yielding(const std::shared_ptr<Task>& task, bool& retVal, AccessType accessType,
@@ -36,7 +37,8 @@ public:
     bool operator<(const OMExpression& other) const override;
     bool scanForLocalVariables(const std::shared_ptr<FunctionSignature>& functionSignature,
                                bool& inLocalSequence) override;
-    int getBindingLevel() const override { return static_cast<int>(fBinOp); }
+    // Loops read as whole statements, delimited by their own keywords and braces.
+    int getBindingLevel() const override { return isLoop() ? 0 : static_cast<int>(fBinOp); }
 
     BinOp getBinOp() const { return fBinOp; }
     const std::shared_ptr<IOMNode>& getNode1() const { return fNode1; }

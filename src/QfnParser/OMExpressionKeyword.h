@@ -16,8 +16,9 @@ public:
     // `var name`.
     static std::shared_ptr<OMExpressionKeyword> varFactory(const std::string& name);
 
-    void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal, AccessType accessType,
-                      const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase) override;
+    void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                      AccessType accessType, const std::shared_ptr<OMScope>& scope,
+                      ScriptPhase scriptPhase) override;
     void set_yielding(const std::shared_ptr<Task>& task, bool& retVal, std::shared_ptr<IOMNode>& value,
                       const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase) override;
     std::string toString() const override;
@@ -38,7 +39,7 @@ private:
     OMExpressionKeyword(Token token, std::string name) : fToken(token), fName(std::move(name)) {}
 
     Token fToken;
-    std::string fName;                       // the variable of `var`
+    std::string fName;                        // the variable of `var`
     std::shared_ptr<OMExpression> fVariable;  // reads and writes of that variable
 };
 

@@ -13,8 +13,9 @@ class OMExpressionLValue : public OMExpression {
 public:
     using OMExpression::get_yielding;
     // A plain read.
-    void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal, AccessType accessType,
-                      const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase) override;
+    void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                      AccessType accessType, const std::shared_ptr<OMScope>& scope,
+                      ScriptPhase scriptPhase) override;
     // optionalNewValue, when set, is stored at the place the chain names.
     virtual void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
                               AccessType accessType, const std::shared_ptr<OMScope>& scope,

@@ -12,8 +12,8 @@ public:
                                                            const NodeList& arguments);
 
     using OMExpressionLValue::get_yielding;
-    void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal, AccessType accessType,
-                      const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase,
+    void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                      AccessType accessType, const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase,
                       std::shared_ptr<IOMNode>& optionalNewValue) override;
 
 protected:

@@ -11,8 +11,8 @@ public:
         const std::shared_ptr<IOMNode>& parent, const std::shared_ptr<IOMNode>& indexExpression);
 
     using OMExpressionLValue::get_yielding;
-    void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal, AccessType accessType,
-                      const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase,
+    void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                      AccessType accessType, const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase,
                       std::shared_ptr<IOMNode>& optionalNewValue) override;
     bool scanForLocalVariables(const std::shared_ptr<FunctionSignature>& functionSignature,
                                bool& inLocalSequence) override;
@@ -24,7 +24,8 @@ protected:
     uint64_t linkHash() const override;
 
 private:
-    OMExpressionLValueIndexByExpression(std::shared_ptr<IOMNode> parent, std::shared_ptr<IOMNode> indexExpression)
+    OMExpressionLValueIndexByExpression(std::shared_ptr<IOMNode> parent,
+                                        std::shared_ptr<IOMNode> indexExpression)
         : OMExpressionLValue(std::move(parent)), fIndexExpression(std::move(indexExpression))
     {
     }

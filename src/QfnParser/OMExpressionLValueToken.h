@@ -8,11 +8,12 @@ namespace Qfn {
 // A built-in function or property by its token: `length`, `a.substr(1, 2)`, `reference('x')`.
 class OMExpressionLValueToken : public OMExpressionLValue {
 public:
-    static std::shared_ptr<OMExpressionLValueToken> factory(const std::shared_ptr<IOMNode>& parent, Token token);
+    static std::shared_ptr<OMExpressionLValueToken> factory(const std::shared_ptr<IOMNode>& parent,
+                                                            Token token);
 
     using OMExpressionLValue::get_yielding;
-    void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal, AccessType accessType,
-                      const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase,
+    void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                      AccessType accessType, const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase,
                       std::shared_ptr<IOMNode>& optionalNewValue) override;
     // Runs the built-in over a resolved call: the receiver, if any, is argument 0.
     void callBuiltin_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,

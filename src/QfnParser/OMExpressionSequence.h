@@ -25,8 +25,9 @@ public:
     uint64_t getNodeCount() const { return fNodeSequence->size(); }
     BinOp getBinOp() const { return fBinOp; }
 
-    void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal, AccessType accessType,
-                      const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase) override;
+    void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                      AccessType accessType, const std::shared_ptr<OMScope>& scope,
+                      ScriptPhase scriptPhase) override;
     void set_yielding(const std::shared_ptr<Task>& task, bool& retVal, std::shared_ptr<IOMNode>& value,
                       const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase) override;
     std::string toString() const override;

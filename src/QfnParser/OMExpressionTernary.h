@@ -20,8 +20,9 @@ public:
                                                         const std::shared_ptr<IOMNode>& node2,
                                                         const std::shared_ptr<IOMNode>& node3);
 
-    void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal, AccessType accessType,
-                      const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase) override;
+    void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                      AccessType accessType, const std::shared_ptr<OMScope>& scope,
+                      ScriptPhase scriptPhase) override;
     void set_yielding(const std::shared_ptr<Task>& task, bool& retVal, std::shared_ptr<IOMNode>& value,
                       const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase) override;
     void resolve_yielding(const std::shared_ptr<Task>& task, bool& retVal, AccessType accessType,

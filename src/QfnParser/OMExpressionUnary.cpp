@@ -4,13 +4,16 @@
 
 #include "QfnLogger/Check.h"
 #include "QfnParser/OMNode.h"
+#include "QfnParser/OMStored.h"
 #include "QfnTask/YieldingFrame.h"
 
 namespace Qfn {
 
 std::shared_ptr<OMExpressionUnary> OMExpressionUnary::factory(UnOp unOp, const std::shared_ptr<IOMNode>& node)
 {
-    return std::shared_ptr<OMExpressionUnary>(new OMExpressionUnary(unOp, node));
+    std::shared_ptr<OMExpressionUnary> retVal(new OMExpressionUnary(unOp, node));
+    retVal->setDepthFrom(node);
+    return retVal;
 }
 
 const char* OMExpressionUnary::unOpToPrefixStr(UnOp unOp)
@@ -52,15 +55,11 @@ const char* OMExpressionUnary::unOpToSuffixStr(UnOp unOp)
     }
 }
 
-// An expression operand shows its source text, any other its read-back form.
+// Prefix operators take a compound operand in parentheses, so that `-(-a)` does not read `--a`.
 std::string OMExpressionUnary::toString() const
 {
-    std::string operand;
-    if (fNode) {
-        auto expression = fNode->getType() == OMType::Expression ? fNode->getExpression() : nullptr;
-        operand = expression ? expression->toString() : fNode->toString();
-    }
-    return unOpToPrefixStr(fUnOp) + operand + unOpToSuffixStr(fUnOp);
+    int maxLevel = fUnOp == UnOp::RETURN ? static_cast<int>(BinOp::ASSIGN) : 0;
+    return unOpToPrefixStr(fUnOp) + operandSourceText(fNode, maxLevel) + unOpToSuffixStr(fUnOp);
 }
 
 // FNV-1a over the operator, continued over the operand's hash.
@@ -103,15 +102,26 @@ bool OMExpressionUnary::scanForLocalVariables(const std::shared_ptr<FunctionSign
     return expression ? expression->scanForLocalVariables(functionSignature, inLocalSequence) : true;
 }
 
-// The operand's value, then the operator over a temporary; `return` wraps the value itself.
+bool OMExpressionUnary::isChanging() const
+{
+    return fUnOp == UnOp::PRE_DEC || fUnOp == UnOp::PRE_INC || fUnOp == UnOp::POST_DEC ||
+           fUnOp == UnOp::POST_INC;
+}
+
+// The operand's value, then the operator over a temporary; `return` wraps the value itself. The
+// changing operators store the new value back through the operand, and the post forms give the
+// old one.
 void OMExpressionUnary::get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
                                      AccessType, const std::shared_ptr<OMScope>& scope,
                                      ScriptPhase scriptPhase)
 {
     struct LocalVariableState : virtual OMFunctionState {
         std::shared_ptr<IOMNode> operand;
+        std::shared_ptr<IOMNode> changed;
+        std::shared_ptr<OMExpression> target;
+        bool stored = false;
     };
-    enum : unsigned { RESOLVE_OPERAND = 1 };
+    enum : unsigned { RESOLVE_OPERAND = 1, STORE };
 
     try {
         YieldingFrame<LocalVariableState> frame(task);
@@ -130,9 +140,31 @@ void OMExpressionUnary::get_yielding(const std::shared_ptr<Task>& task, std::sha
                     if (!s.operand) break;
                     if (fUnOp == UnOp::RETURN) {
                         retVal = s.operand->isReturnValue() ? s.operand : s.operand->wrapReturnValue();
-                    } else {
-                        retVal = OMNode::unaryOperation(fUnOp, static_cast<const IOMNode&>(*s.operand));
+                        break;
                     }
+                    if (!isChanging()) {
+                        retVal = OMNode::unaryOperation(fUnOp, static_cast<const IOMNode&>(*s.operand));
+                        break;
+                    }
+                    if (scriptPhase == ScriptPhase::PARSE) break;
+                    ASSIGN(s.target, expressionOf(fNode));
+                    {
+                        bool increment = fUnOp == UnOp::PRE_INC || fUnOp == UnOp::POST_INC;
+                        ASSIGN(s.changed, OMNode::unaryOperation(increment ? UnOp::PRE_INC : UnOp::PRE_DEC,
+                                                                 static_cast<const IOMNode&>(*s.operand)));
+                    }
+                    // The old value must outlive the store, which may write into the operand's node.
+                    if (fUnOp == UnOp::POST_INC || fUnOp == UnOp::POST_DEC) {
+                        s.operand = OMStored::factory(static_cast<const IOMNode&>(*s.operand));
+                    }
+                    s.fState = STORE;
+                    break;
+                    YIELDING_CALL(STORE,
+                                  s.target->set_yielding(task, s.stored, s.changed, scope, scriptPhase));
+                case resumeAfter(STORE):
+                    s.fState = kFinished;
+                    SANITY_CHECK(s.stored);
+                    retVal = fUnOp == UnOp::POST_INC || fUnOp == UnOp::POST_DEC ? s.operand : s.changed;
                     break;
             }
         } while (frame.keepGoing());
@@ -146,7 +178,7 @@ void OMExpressionUnary::set_yielding(const std::shared_ptr<Task>&, bool& retVal,
                                      const std::shared_ptr<OMScope>&, ScriptPhase)
 {
     retVal = false;
-    LOG_ERROR("unexpected l-value");
+    LOG_ERROR("setting value on unary expression");
 }
 
 }  // namespace Qfn

@@ -11,8 +11,9 @@ class OMExpressionUnary : public OMExpression {
 public:
     static std::shared_ptr<OMExpressionUnary> factory(UnOp unOp, const std::shared_ptr<IOMNode>& node);
 
-    void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal, AccessType accessType,
-                      const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase) override;
+    void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                      AccessType accessType, const std::shared_ptr<OMScope>& scope,
+                      ScriptPhase scriptPhase) override;
     void set_yielding(const std::shared_ptr<Task>& task, bool& retVal, std::shared_ptr<IOMNode>& value,
                       const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase) override;
     std::string toString() const override;
@@ -24,6 +25,10 @@ public:
 
     bool isReturn() const override { return fUnOp == UnOp::RETURN; }
     std::shared_ptr<IOMNode> getReturnOperand() const override { return isReturn() ? fNode : nullptr; }
+
+    int getBindingLevel() const override { return 1; }
+    // ++ and -- in either form: they store back into their operand.
+    bool isChanging() const;
 
     UnOp getUnOp() const { return fUnOp; }
     const std::shared_ptr<IOMNode>& getNode() const { return fNode; }

@@ -71,6 +71,13 @@ public:
                                                      const std::shared_ptr<IOMNode>& node2,
                                                      const std::shared_ptr<IOMNode>& node3,
                                                      const std::shared_ptr<OMScope>& scope);
+    // REUSE for a temporary that nobody else holds and that is no member of a data structure.
+    static NodeReuse reuseOf(const std::shared_ptr<IOMNode>& node)
+    {
+        OMNode* omNode = node ? node->asOMNode() : nullptr;
+        return node.use_count() == 1 && omNode && !omNode->hasDataStructureParent() ? NodeReuse::REUSE
+                                                                                    : NodeReuse::NO_REUSE;
+    }
     // The text `typeof` gives for a type.
     static const char* typeOfText(OMType type);
 

@@ -167,6 +167,9 @@ public:
     bool setTo(const IOMNode& from, uint64_t cloneNestLevel) override;
     bool setUndefined() override;
 
+    // Enters node under attr of this Map as it is: the binding of parameters and locals.
+    bool bindMember(const std::string& attr, const std::shared_ptr<IOMNode>& node);
+
     int getPermission(const std::string& attr) const;
     bool setPermission(const std::string& attr, int mask);
 

@@ -4,7 +4,10 @@
 
 namespace Qfn {
 
-CallYieldingTask::CallYieldingTask(const char* name, Call call) : Task(name, -2, nullptr), fCall(std::move(call)) {}
+CallYieldingTask::CallYieldingTask(const char* name, Call call)
+    : Task(name, -2, nullptr), fCall(std::move(call))
+{
+}
 
 std::shared_ptr<Task> CallYieldingTask::factory(const char* name, Call call)
 {

@@ -44,7 +44,8 @@ bool MainTaskTimesliceTask::isIdle() const
     try {
         do {
             if (!Task::isIdle()) break;
-            auto* internalCoordinator = dynamic_cast<InternalCoordinator*>(InternalCoordinator::factory().get());
+            auto* internalCoordinator =
+                dynamic_cast<InternalCoordinator*>(InternalCoordinator::factory().get());
             if (internalCoordinator && !internalCoordinator->isIdle()) break;
             if (fTimesliceCompleted) {
                 bool othersIdle = true;

@@ -22,7 +22,10 @@ bool Task::fSliceBudgetExhausted = false;
 
 namespace {
 
-bool isReached(int64_t deadline, int64_t now) { return deadline != Task::kNoDeadline && now >= deadline; }
+bool isReached(int64_t deadline, int64_t now)
+{
+    return deadline != Task::kNoDeadline && now >= deadline;
+}
 
 }  // namespace
 
@@ -90,7 +93,8 @@ bool Task::runTimeslice_(int64_t availableMicroseconds)
                 if (!runOneLoopStep(availableMicroseconds)) break;
             }
             if (fIsTerminationPending) {
-                for (auto& child : fChildTasks) child.second->setIsTerminationPending(true);
+                for (auto& child : fChildTasks)
+                    child.second->setIsTerminationPending(true);
             }
             if (fIsTaskCompleted) handleCompletion();
             retVal = true;
@@ -142,7 +146,8 @@ void Task::runChildrenFromInside()
     int64_t share = budget / static_cast<int64_t>(childCount);
     std::vector<std::shared_ptr<Task>> children;
     children.reserve(childCount);
-    for (auto& child : fChildTasks) children.push_back(child.second);
+    for (auto& child : fChildTasks)
+        children.push_back(child.second);
     for (auto& child : children) {
         if (fChildTasks.size() != childCount) break;
         child->runTimeslice(share);
@@ -181,7 +186,10 @@ bool Task::takeSliceBudgetExhausted()
     return exhausted;
 }
 
-bool Task::areNestedFunctionStatesActive() const { return fLockedFunctionStateCount < fFunctionStates.size(); }
+bool Task::areNestedFunctionStatesActive() const
+{
+    return fLockedFunctionStateCount < fFunctionStates.size();
+}
 
 void Task::exit()
 {
@@ -230,7 +238,10 @@ std::shared_ptr<IOMNode> Task::getRetValNode()
     return retVal;
 }
 
-void Task::setRetValNode(const std::shared_ptr<IOMNode>& node) { fRetValNode = node; }
+void Task::setRetValNode(const std::shared_ptr<IOMNode>& node)
+{
+    fRetValNode = node;
+}
 
 bool Task::handleCompletion()
 {
@@ -546,8 +557,9 @@ bool Task::runActiveTasks(int64_t& availableMicroseconds)
             }
             SANITY_CHECK(availableMicroseconds >= 0);
             ++fRunActiveTasksNestLevel;
-            int64_t cutoff = Clock::nowNanoseconds() - 1000 * (InternalCoordinator::getEventLoopMicroseconds() +
-                                                               InternalCoordinator::getEventLoopSleepMicroseconds());
+            int64_t cutoff =
+                Clock::nowNanoseconds() - 1000 * (InternalCoordinator::getEventLoopMicroseconds() +
+                                                  InternalCoordinator::getEventLoopSleepMicroseconds());
             size_t count = fActiveTasks.size();
             int64_t share = availableMicroseconds / static_cast<int64_t>(count);
             int64_t carry = 0;

@@ -11,8 +11,14 @@ namespace Qfn {
 
 inline constexpr unsigned kFinished = OMFunctionState::kFinished;
 
+// How many resumable frames one task may stack up; each costs the thread's stack while it runs.
+inline constexpr size_t kMaxNestedFrames = 2400;
+
 // The state that goes on after the nested call made in STATE has finished.
-constexpr unsigned resumeAfter(unsigned state) { return 1000000u + state; }
+constexpr unsigned resumeAfter(unsigned state)
+{
+    return 1000000u + state;
+}
 
 // Keeps the storage of finished frames for the next call of the same function: a call that does
 // not suspend then costs no trip to the general allocator. A list holds at most as many blocks as
@@ -77,6 +83,9 @@ public:
     {
         OMFunctionState* record = fTask.lockNextFunctionState();
         if (!record) {
+            // Deep recursion in a script or deeply nested text must fail, not exhaust the stack.
+            if (fTask.getFunctionStateCount() >= kMaxNestedFrames)
+                throw std::runtime_error("resumable calls nested too deep");
             auto fresh = std::allocate_shared<Locals>(FramePoolAllocator<Locals>());
             fLocals = fresh.get();
             fIsFirstEntry = true;
@@ -106,8 +115,8 @@ private:
 }  // namespace Qfn
 
 // A state that makes one nested resumable call; it stays in STATE until the callee has finished.
-#define YIELDING_CALL(STATE, CALL)                                                  \
-    case STATE:                                                                     \
-        CALL;                                                                       \
+#define YIELDING_CALL(STATE, CALL)                                                        \
+    case STATE:                                                                           \
+        CALL;                                                                             \
         if (!task->areNestedFunctionStatesActive()) s.fState = ::Qfn::resumeAfter(STATE); \
         break

@@ -1,0 +1,199 @@
+#include "QfnParser/OMExpressionLValueCall.h"
+
+#include "QfnLogger/Check.h"
+#include "QfnParser/OMExpressionLValueStr.h"
+#include "QfnParser/OMExpressionLValueToken.h"
+#include "QfnParser/OMNode.h"
+#include "QfnParser/OMStored.h"
+#include "QfnTask/YieldingFrame.h"
+
+namespace Qfn {
+
+std::shared_ptr<OMExpressionLValueCall> OMExpressionLValueCall::factory(
+    const std::shared_ptr<IOMNode>& parent, const NodeList& arguments)
+{
+    std::shared_ptr<OMExpressionLValueCall> retVal;
+    try {
+        do {
+            SANITY_CHECK(parent);
+            NodeList list = arguments ? arguments : std::make_shared<std::vector<std::shared_ptr<IOMNode>>>();
+            retVal.reset(new OMExpressionLValueCall(parent, list));
+            retVal->setDepthFrom(parent);
+            for (const auto& argument : *list)
+                retVal->setDepthFrom(argument);
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+std::string OMExpressionLValueCall::linkText() const
+{
+    std::string retVal = "(";
+    if (fUnresolvedArgumentList) {
+        for (size_t i = 0; i < fUnresolvedArgumentList->size(); ++i) {
+            if (i > 0) retVal += ", ";
+            retVal += operandSourceText((*fUnresolvedArgumentList)[i], static_cast<int>(BinOp::ASSIGN));
+        }
+    }
+    return retVal + ")";
+}
+
+// Parent and arguments say all; the base compares them.
+bool OMExpressionLValueCall::linkEqual(const OMExpressionLValue&) const
+{
+    return true;
+}
+
+bool OMExpressionLValueCall::linkLess(const OMExpressionLValue&) const
+{
+    return false;
+}
+
+uint64_t OMExpressionLValueCall::linkHash() const
+{
+    return 0xC159E3779B97F4A7ull;
+}
+
+// The arguments are evaluated in the caller's scope first. A built-in link gets the receiver
+// in front of them; `obj.name(...)` looks for a method of obj, then in the scope; anything else
+// must evaluate to a function.
+void OMExpressionLValueCall::get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                                          AccessType accessType, const std::shared_ptr<OMScope>& scope,
+                                          ScriptPhase scriptPhase, std::shared_ptr<IOMNode>& optionalNewValue)
+{
+    struct LocalVariableState : virtual OMFunctionState {
+        bool isResolved = false;
+        OMExpressionLValueResolution resolution;
+        std::shared_ptr<OMExpressionLValueToken> builtin;
+        std::shared_ptr<OMExpressionLValueStr> method;
+        std::shared_ptr<IOMNode> receiver;
+        std::shared_ptr<IOMNode> callee;
+        std::shared_ptr<IOMNode> result;
+    };
+    enum : unsigned {
+        RESOLVE_ARGUMENTS = 1,
+        CHOOSE_CALLEE,
+        RESOLVE_RECEIVER,
+        CALL_BUILTIN,
+        CALL_METHOD,
+        RESOLVE_CALLEE,
+        CALL_FUNCTION,
+        DONE,
+    };
+
+    try {
+        YieldingFrame<LocalVariableState> frame(task);
+        if (frame.isFirstEntry()) retVal = nullptr;
+        LocalVariableState& s = *frame;
+        do {
+            switch (s.fState) {
+                case 0:
+                    s.fState = kFinished;
+                    if (scriptPhase == ScriptPhase::PARSE) break;
+                    SANITY_CHECK(fParent);
+                    SANITY_CHECK(fUnresolvedArgumentList);
+                    SANITY_CHECK(scope);
+                    if (optionalNewValue) {
+                        LOG_ERROR("cannot assign to a call");
+                        break;
+                    }
+                    s.fState = RESOLVE_ARGUMENTS;
+                    break;
+
+                    YIELDING_CALL(RESOLVE_ARGUMENTS,
+                                  OMNode::resolveArgumentList_yielding(
+                                      task, s.resolution.fResolvedArgumentList, AccessType::GET,
+                                      fUnresolvedArgumentList, s.isResolved, scope, scriptPhase));
+                case resumeAfter(RESOLVE_ARGUMENTS):
+                    s.fState = kFinished;
+                    SANITY_CHECK(s.resolution.fResolvedArgumentList);
+                    s.fState = CHOOSE_CALLEE;
+                    break;
+
+                case CHOOSE_CALLEE: {
+                    auto calleeExpression = expressionOf(fParent);
+                    s.builtin = std::dynamic_pointer_cast<OMExpressionLValueToken>(calleeExpression);
+                    s.method = std::dynamic_pointer_cast<OMExpressionLValueStr>(calleeExpression);
+                    if (s.method && !s.method->getParent()) s.method.reset();
+                    if (s.builtin) {
+                        s.fState = s.builtin->getParent() ? RESOLVE_RECEIVER : CALL_BUILTIN;
+                    } else {
+                        s.fState = s.method ? RESOLVE_RECEIVER : RESOLVE_CALLEE;
+                    }
+                    break;
+                }
+
+                    YIELDING_CALL(RESOLVE_RECEIVER,
+                                  OMNode::getResolvedNode_yielding(
+                                      task, s.receiver, AccessType::GET,
+                                      s.builtin ? s.builtin->getParent() : s.method->getParent(), scope,
+                                      scriptPhase, HandleReturnValue::UNWRAP));
+                case resumeAfter(RESOLVE_RECEIVER):
+                    s.fState = kFinished;
+                    SANITY_CHECK(s.receiver);
+                    s.resolution.setThisNode(s.receiver);
+                    s.resolution.setIsMethod(true);
+                    if (s.builtin) {
+                        // A method call of a built-in has its receiver as argument 0.
+                        s.resolution.fResolvedArgumentList->insert(
+                            s.resolution.fResolvedArgumentList->begin(), s.receiver);
+                        s.fState = CALL_BUILTIN;
+                    } else {
+                        s.fState = CALL_METHOD;
+                    }
+                    break;
+
+                    YIELDING_CALL(CALL_BUILTIN, s.builtin->callBuiltin_yielding(task, s.result, accessType,
+                                                                                scope, s.resolution));
+                case resumeAfter(CALL_BUILTIN):
+                    s.fState = DONE;
+                    break;
+
+                    YIELDING_CALL(CALL_METHOD, OMStored::functionOperation_yielding(
+                                                   task, s.result, s.method->getIdentifier(), true,
+                                                   s.receiver, s.resolution.fResolvedArgumentList, scope));
+                case resumeAfter(CALL_METHOD):
+                    s.fState = kFinished;
+                    if (!s.result) {
+                        LOG_ERROR(std::string("function not found: ") + s.method->getIdentifier());
+                        break;
+                    }
+                    s.fState = DONE;
+                    break;
+
+                    YIELDING_CALL(RESOLVE_CALLEE, OMNode::getResolvedNode_yielding(
+                                                      task, s.callee, AccessType::GET, fParent, scope,
+                                                      scriptPhase, HandleReturnValue::UNWRAP));
+                case resumeAfter(RESOLVE_CALLEE):
+                    s.fState = kFinished;
+                    if (!s.callee || s.callee->getType() != OMType::Function) {
+                        LOG_ERROR(std::string("not a function: ") + nodeSourceText(fParent));
+                        break;
+                    }
+                    s.fState = CALL_FUNCTION;
+                    break;
+                    YIELDING_CALL(
+                        CALL_FUNCTION,
+                        std::static_pointer_cast<OMStored>(s.callee->getOMStoredPtr())
+                            ->callNodeAsFunction_yielding(task, s.result, false, nullptr,
+                                                          s.resolution.fResolvedArgumentList, scope));
+                case resumeAfter(CALL_FUNCTION):
+                    s.fState = DONE;
+                    break;
+
+                case DONE:
+                    s.fState = kFinished;
+                    if (!s.result) break;
+                    retVal = s.result->unwrapReturnValue();
+                    break;
+            }
+        } while (frame.keepGoing());
+        frame.release();
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+}
+
+}  // namespace Qfn

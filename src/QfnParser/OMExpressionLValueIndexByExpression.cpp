@@ -1,0 +1,152 @@
+#include "QfnParser/OMExpressionLValueIndexByExpression.h"
+
+#include <cmath>
+
+#include "QfnLogger/Check.h"
+#include "QfnParser/OMNode.h"
+#include "QfnParser/OMStored.h"
+#include "QfnTask/YieldingFrame.h"
+
+namespace Qfn {
+
+std::shared_ptr<OMExpressionLValueIndexByExpression> OMExpressionLValueIndexByExpression::factory(
+    const std::shared_ptr<IOMNode>& parent, const std::shared_ptr<IOMNode>& indexExpression)
+{
+    std::shared_ptr<OMExpressionLValueIndexByExpression> retVal;
+    try {
+        do {
+            SANITY_CHECK(parent);
+            SANITY_CHECK(indexExpression);
+            retVal.reset(new OMExpressionLValueIndexByExpression(parent, indexExpression));
+            retVal->setDepthFrom(parent);
+            retVal->setDepthFrom(indexExpression);
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+std::string OMExpressionLValueIndexByExpression::linkText() const
+{
+    return std::string("[") + operandSourceText(fIndexExpression, static_cast<int>(BinOp::ASSIGN)) + "]";
+}
+
+bool OMExpressionLValueIndexByExpression::linkEqual(const OMExpressionLValue& other) const
+{
+    return nodesEqual(fIndexExpression,
+                      static_cast<const OMExpressionLValueIndexByExpression&>(other).fIndexExpression);
+}
+
+bool OMExpressionLValueIndexByExpression::linkLess(const OMExpressionLValue& other) const
+{
+    return nodesLess(fIndexExpression,
+                     static_cast<const OMExpressionLValueIndexByExpression&>(other).fIndexExpression);
+}
+
+uint64_t OMExpressionLValueIndexByExpression::linkHash() const
+{
+    return mixHash(0x3779B97F4A7C159Eull, nodeHash(fIndexExpression));
+}
+
+bool OMExpressionLValueIndexByExpression::scanForLocalVariables(
+    const std::shared_ptr<FunctionSignature>& functionSignature, bool& inLocalSequence)
+{
+    bool retVal = OMExpressionLValue::scanForLocalVariables(functionSignature, inLocalSequence);
+    if (auto expression = expressionOf(fIndexExpression))
+        retVal = expression->scanForLocalVariables(functionSignature, inLocalSequence) && retVal;
+    return retVal;
+}
+
+// The index is evaluated first: a String names a member, a number an element.
+void OMExpressionLValueIndexByExpression::get_yielding(const std::shared_ptr<Task>& task,
+                                                       std::shared_ptr<IOMNode>& retVal,
+                                                       AccessType accessType,
+                                                       const std::shared_ptr<OMScope>& scope,
+                                                       ScriptPhase scriptPhase,
+                                                       std::shared_ptr<IOMNode>& optionalNewValue)
+{
+    struct LocalVariableState : virtual OMFunctionState {
+        bool success = false;
+        OMExpressionLValueResolution resolution;
+        std::shared_ptr<IOMNode> index;
+        std::shared_ptr<IOMNode> node;
+    };
+    enum : unsigned { RESOLVE = 1, RESOLVE_INDEX, ACCESS_ATTR, ACCESS_IDX, DONE };
+
+    try {
+        YieldingFrame<LocalVariableState> frame(task);
+        if (frame.isFirstEntry()) retVal = nullptr;
+        LocalVariableState& s = *frame;
+        const AccessType access = optionalNewValue ? AccessType::GET_CREATE : accessType;
+        do {
+            switch (s.fState) {
+                case 0:
+                    s.fState = kFinished;
+                    if (scriptPhase == ScriptPhase::PARSE) break;
+                    SANITY_CHECK(scope);
+                    SANITY_CHECK(fIndexExpression);
+                    s.fState = RESOLVE;
+                    break;
+                    YIELDING_CALL(
+                        RESOLVE, resolve_yielding(task, s.success, access, scope, scriptPhase, s.resolution));
+                case resumeAfter(RESOLVE):
+                    s.fState = kFinished;
+                    SANITY_CHECK(s.success);
+                    SANITY_CHECK(s.resolution.fResolvedParent);
+                    s.fState = RESOLVE_INDEX;
+                    break;
+                    YIELDING_CALL(RESOLVE_INDEX, OMNode::getResolvedNode_yielding(
+                                                     task, s.index, AccessType::GET, fIndexExpression, scope,
+                                                     scriptPhase, HandleReturnValue::UNWRAP));
+                case resumeAfter(RESOLVE_INDEX): {
+                    s.fState = kFinished;
+                    SANITY_CHECK(s.index);
+                    s.success = false;
+                    OMType type = s.index->getType();
+                    if (type == OMType::String) {
+                        s.fState = ACCESS_ATTR;
+                    } else if ((type == OMType::Int || type == OMType::Float) && s.index->getAsNum() >= 0 &&
+                               std::isfinite(s.index->getAsNum())) {
+                        s.fState = ACCESS_IDX;
+                    } else {
+                        s.fState = DONE;
+                    }
+                    break;
+                }
+                    YIELDING_CALL(ACCESS_ATTR,
+                                  s.resolution.fResolvedParent->accessOMNodeResolved_yielding(
+                                      task, s.success, scope, nullptr, access, s.index->getString(), s.node));
+                case resumeAfter(ACCESS_ATTR):
+                    s.fState = DONE;
+                    break;
+                    YIELDING_CALL(ACCESS_IDX, s.resolution.fResolvedParent->accessOMNodeResolved_yielding(
+                                                  task, s.success, scope, nullptr, access,
+                                                  static_cast<uint64_t>(s.index->getAsNum()), s.node));
+                case resumeAfter(ACCESS_IDX):
+                    s.fState = DONE;
+                    break;
+                case DONE:
+                    s.fState = kFinished;
+                    if (!s.success || !s.node) {
+                        if (access == AccessType::GET) {
+                            retVal = OMStored::errorFactory();
+                        } else {
+                            LOG_ERROR(std::string("cannot write index ") + s.index->getAsString());
+                        }
+                        break;
+                    }
+                    if (optionalNewValue) {
+                        SANITY_CHECK(s.node->set(optionalNewValue));
+                    }
+                    retVal = std::move(s.node);
+                    break;
+            }
+        } while (frame.keepGoing());
+        frame.release();
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+}
+
+}  // namespace Qfn

@@ -1,0 +1,234 @@
+// Calling script functions, and running script files.
+#include <sys/stat.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "QfnCoordinator/InternalCoordinator.h"
+#include "QfnLogger/Check.h"
+#include "QfnParser/FunctionSignature.h"
+#include "QfnParser/OMExpression.h"
+#include "QfnParser/OMScope.h"
+#include "QfnParser/OMStored.h"
+#include "QfnTask/ParseTask.h"
+#include "QfnTask/YieldingFrame.h"
+
+namespace Qfn {
+
+bool OMStored::bindMember(const std::string& attr, const std::shared_ptr<IOMNode>& node)
+{
+    bool retVal = false;
+    try {
+        do {
+            SANITY_CHECK(fType == OMType::Map);
+            SANITY_CHECK(fMap);
+            SANITY_CHECK(node);
+            (*fMap)[attr] = node;
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+// A fresh scope under the caller's holds "this", "arguments", the parameters and the `var`
+// locals; each parameter gets its own node, so that assigning to it never reaches the caller's
+// variable (a container is still shared).
+void OMStored::callNodeAsFunction_yielding(const std::shared_ptr<Task>& task,
+                                           std::shared_ptr<IOMNode>& retVal, bool isMethod,
+                                           const std::shared_ptr<IOMNode>& thisNode,
+                                           const NodeList& arguments, const std::shared_ptr<OMScope>& scope)
+{
+    struct LocalVariableState : virtual OMFunctionState {
+        std::shared_ptr<OMScope> functionScope;
+        std::shared_ptr<OMExpression> expression;
+        std::shared_ptr<IOMNode> result;
+    };
+    enum : unsigned { EVALUATE = 1 };
+
+    try {
+        YieldingFrame<LocalVariableState> frame(task);
+        if (frame.isFirstEntry()) retVal = nullptr;
+        LocalVariableState& s = *frame;
+        do {
+            switch (s.fState) {
+                case 0: {
+                    s.fState = kFinished;
+                    SANITY_CHECK(fType == OMType::Function);
+                    SANITY_CHECK(scope);
+                    ASSIGN(s.expression, fExpression);
+                    std::shared_ptr<FunctionSignature> functionSignature;
+                    ASSIGN(functionSignature, fFunctionSignature);
+                    ASSIGN(s.functionScope,
+                           InternalCoordinator::scopeFactory(scope, ScopeRelationType::READ_WRITE));
+                    if (s.functionScope->getType() != OMType::Map) {
+                        SANITY_CHECK(s.functionScope->setEmptyMap());
+                    }
+                    OMScope& functionScope = *s.functionScope;
+                    const size_t argumentCount = arguments ? arguments->size() : 0;
+                    // The receiver fills the first parameter when no argument is there for it, and
+                    // always for a plain call handed a receiver.
+                    const bool thisFillsFirst = thisNode && (!isMethod || argumentCount == 0);
+                    if (isMethod && thisNode) {
+                        SANITY_CHECK(functionScope.bindMember("this", thisNode));
+                    }
+                    const auto& parameters = functionSignature->getParameterList();
+                    bool bound = true;
+                    for (size_t i = 1; i < parameters.size() && bound; ++i) {
+                        size_t valueIdx = i - 1;
+                        std::shared_ptr<IOMNode> value;
+                        if (thisFillsFirst) {
+                            value = valueIdx == 0 ? thisNode
+                                                  : (valueIdx - 1 < argumentCount ? (*arguments)[valueIdx - 1]
+                                                                                  : nullptr);
+                        } else if (valueIdx < argumentCount) {
+                            value = (*arguments)[valueIdx];
+                        }
+                        bound = functionScope.bindMember(
+                            parameters[i], value ? OMStored::factory(*value) : OMStored::undefinedFactory());
+                    }
+                    SANITY_CHECK(bound);
+                    for (const auto& local : functionSignature->getLocalVariables())
+                        bound = functionScope.bindMember(local, OMStored::undefinedFactory()) && bound;
+                    SANITY_CHECK(bound);
+                    if (!isMethod) {
+                        if (thisNode) {
+                            SANITY_CHECK(functionScope.bindMember("this", thisNode));
+                        } else if (argumentCount > 0) {
+                            SANITY_CHECK(functionScope.bindMember("this", (*arguments)[0]));
+                        }
+                    }
+                    if (argumentCount > 0) {
+                        auto argumentArray = OMStored::arrayFactory();
+                        for (const auto& argument : *arguments)
+                            argumentArray->push(argument);
+                        SANITY_CHECK(functionScope.bindMember("arguments", argumentArray));
+                    }
+                    s.fState = EVALUATE;
+                    break;
+                }
+                    YIELDING_CALL(EVALUATE, s.expression->get_yielding(task, s.result, AccessType::GET,
+                                                                       s.functionScope, ScriptPhase::RUN));
+                case resumeAfter(EVALUATE):
+                    s.fState = kFinished;
+                    SANITY_CHECK(s.result);
+                    retVal = s.result->unwrapReturnValue();
+                    if (!retVal) retVal = OMStored::undefinedFactory();
+                    break;
+            }
+        } while (frame.keepGoing());
+        frame.release();
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+}
+
+void OMStored::functionOperation_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                                          Token token, bool isMethod,
+                                          const std::shared_ptr<IOMNode>& thisNode, const NodeList& arguments,
+                                          const std::shared_ptr<OMScope>& scope)
+{
+    const std::string& functionName = tokenToStr(token);
+    if (functionName.empty()) {
+        retVal = nullptr;
+        LOG_ERROR("SANITY_CHECK failed: '! functionName.empty()' evaluates to false");
+        return;
+    }
+    functionOperation_yielding(task, retVal, functionName, isMethod, thisNode, arguments, scope);
+}
+
+// A member of that name on the receiver, else a variable of the scope; only a function is called.
+void OMStored::functionOperation_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                                          const std::string& name, bool isMethod,
+                                          const std::shared_ptr<IOMNode>& thisNode, const NodeList& arguments,
+                                          const std::shared_ptr<OMScope>& scope)
+{
+    struct LocalVariableState : virtual OMFunctionState {
+        std::shared_ptr<OMStored> function;
+    };
+    enum : unsigned { CALL = 1 };
+
+    try {
+        YieldingFrame<LocalVariableState> frame(task);
+        if (frame.isFirstEntry()) retVal = nullptr;
+        LocalVariableState& s = *frame;
+        do {
+            switch (s.fState) {
+                case 0: {
+                    s.fState = kFinished;
+                    SANITY_CHECK(scope);
+                    std::shared_ptr<IOMNode> found;
+                    if (thisNode) {
+                        if (!thisNode->accessOMNodeReadOnlyResolved(scope, nullptr, name, found) ||
+                            (found && found->getType() == OMType::Error))
+                            found.reset();
+                    }
+                    if (!found && !scope->accessOMNodeReadOnlyResolved(scope, nullptr, name, found))
+                        found.reset();
+                    if (!found || found->getType() != OMType::Function) break;
+                    ASSIGN(s.function, found->getOMStoredPtr());
+                    s.fState = CALL;
+                    break;
+                }
+                    YIELDING_CALL(CALL, s.function->callNodeAsFunction_yielding(task, retVal, isMethod,
+                                                                                thisNode, arguments, scope));
+                case resumeAfter(CALL):
+                    s.fState = kFinished;
+                    break;
+            }
+        } while (frame.keepGoing());
+        frame.release();
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+}
+
+// Reads the file whole, parses it, and evaluates it with its path on the scope's script stack.
+void OMStored::evalScript_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                                   const std::shared_ptr<OMScope>& scope, const std::string& scriptFilePath,
+                                   HandleReturnValue handleReturnValue)
+{
+    struct LocalVariableState : virtual OMFunctionState {
+        std::shared_ptr<OMStored> script;
+    };
+    enum : unsigned { EVALUATE = 1 };
+
+    try {
+        YieldingFrame<LocalVariableState> frame(task);
+        if (frame.isFirstEntry()) retVal = nullptr;
+        LocalVariableState& s = *frame;
+        do {
+            switch (s.fState) {
+                case 0: {
+                    s.fState = kFinished;
+                    SANITY_CHECK(scope);
+                    struct stat info {};
+                    if (::stat(scriptFilePath.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) {
+                        LOG_ERROR("does not exist: " + scriptFilePath);
+                        break;
+                    }
+                    std::ifstream file(scriptFilePath, std::ios::binary);
+                    SANITY_CHECK(file);
+                    std::ostringstream text;
+                    text << file.rdbuf();
+                    ASSIGN(s.script, OMStored::undefinedFactory());
+                    if (!ParseTask::call(s.script, text.str())) break;
+                    SANITY_CHECK(scope->pushScriptFilePath(scriptFilePath));
+                    s.fState = EVALUATE;
+                    break;
+                }
+                    YIELDING_CALL(EVALUATE, s.script->eval_yielding(task, retVal, scope, handleReturnValue));
+                case resumeAfter(EVALUATE):
+                    s.fState = kFinished;
+                    SANITY_CHECK(scope->popScriptFilePath());
+                    break;
+            }
+        } while (frame.keepGoing());
+        frame.release();
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+}
+
+}  // namespace Qfn
