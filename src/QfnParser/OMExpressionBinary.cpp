@@ -237,7 +237,7 @@ void OMExpressionBinary::resolve_yielding(const std::shared_ptr<Task>& task, boo
 
                     YIELDING_CALL(RESOLVE_LEFT, OMNode::getResolvedNode_yielding(
                                                     task, resolution.fResolvedNode1, AccessType::GET, fNode1,
-                                                    scope, scriptPhase, HandleReturnValue::LEAVE));
+                                                    scope, scriptPhase, HandleReturnValue::KEEP_WRAPPED));
                 case resumeAfter(RESOLVE_LEFT):
                     s.fState = kFinished;
                     if (!resolution.fResolvedNode1) {
@@ -257,7 +257,7 @@ void OMExpressionBinary::resolve_yielding(const std::shared_ptr<Task>& task, boo
 
                     YIELDING_CALL(RESOLVE_RIGHT, OMNode::getResolvedNode_yielding(
                                                      task, resolution.fResolvedNode2, AccessType::GET, fNode2,
-                                                     scope, scriptPhase, HandleReturnValue::LEAVE));
+                                                     scope, scriptPhase, HandleReturnValue::KEEP_WRAPPED));
                 case resumeAfter(RESOLVE_RIGHT):
                     s.fState = kFinished;
                     if (!resolution.fResolvedNode2) {
@@ -284,7 +284,7 @@ void OMExpressionBinary::resolve_yielding(const std::shared_ptr<Task>& task, boo
                     YIELDING_CALL(LOOP_BODY,
                                   OMNode::getResolvedNode_yielding(
                                       task, s.body, AccessType::GET, fBinOp == BinOp::WHILE ? fNode2 : fNode1,
-                                      scope, scriptPhase, HandleReturnValue::LEAVE));
+                                      scope, scriptPhase, HandleReturnValue::KEEP_WRAPPED));
                 case resumeAfter(LOOP_BODY):
                     s.fState = kFinished;
                     SANITY_CHECK(s.body);

@@ -145,7 +145,7 @@ void OMExpressionSequence::get_yielding(const std::shared_ptr<Task>& task, std::
                     YIELDING_CALL(RESOLVE_NODE,
                                   OMNode::getResolvedNode_yielding(task, s.value, AccessType::GET,
                                                                    getNode(s.resolution.fIdx), scope,
-                                                                   scriptPhase, HandleReturnValue::LEAVE));
+                                                                   scriptPhase, HandleReturnValue::KEEP_WRAPPED));
                 case resumeAfter(RESOLVE_NODE):
                     s.fState = kFinished;
                     if (!s.value) {

@@ -125,7 +125,7 @@ void OMExpressionTernary::resolve_yielding(const std::shared_ptr<Task>& task, bo
                     break;
                     YIELDING_CALL(RESOLVE_VALUE, OMNode::getResolvedNode_yielding(
                                                      task, resolution.fResolvedValue, accessType, s.chosen,
-                                                     scope, scriptPhase, HandleReturnValue::LEAVE));
+                                                     scope, scriptPhase, HandleReturnValue::KEEP_WRAPPED));
                 case resumeAfter(RESOLVE_VALUE):
                     s.fState = kFinished;
                     retVal = resolution.fResolvedValue || scriptPhase == ScriptPhase::PARSE;

@@ -87,8 +87,9 @@ void OMNode::getResolvedNode_yielding(const std::shared_ptr<Task>& task, std::sh
                                   getResolvedNode_yielding(task, s.resolved, accessType, s.member, scope,
                                                            scriptPhase, handleReturnValue));
                 case resumeAfter(RESOLVE_ELEMENT):
-                    // An element without a value yet leaves the whole array without one.
-                    if (!s.resolved || !s.container->push(s.resolved)) {
+                    // An element without a value yet leaves the whole array without one. Each element
+                    // is a node of its own, so that writing to it never changes the parsed literal.
+                    if (!s.resolved || !s.container->push(OMStored::factory(*s.resolved))) {
                         retVal = nullptr;
                         s.fState = kFinished;
                         break;
@@ -116,6 +117,7 @@ void OMNode::getResolvedNode_yielding(const std::shared_ptr<Task>& task, std::sh
                         s.fState = kFinished;
                         break;
                     }
+                    s.resolved = OMStored::factory(*s.resolved);
                     s.fState = STORE_MEMBER;
                     break;
                     YIELDING_CALL(STORE_MEMBER, s.container->set_yielding(task, s.stored, s.key, s.resolved));

@@ -21,6 +21,8 @@ public:
                                          HandleReturnValue handleReturnValue);
 
     void timeslice() override;
+    // The value itself: null when evaluation gave none.
+    const std::shared_ptr<IOMNode>& getValue() const { return fRetValNode; }
 
 private:
     EvalTask(std::shared_ptr<OMStored> stored, std::shared_ptr<OMScope> scope,
