@@ -31,19 +31,26 @@ std::shared_ptr<OMScope> OMScope::factory(const std::shared_ptr<OMScope>& parent
     return retVal;
 }
 
-// name: own map first, then up the chain for as long as the links allow reading.
-void OMScope::accessOMNodeReadOnlyResolved_yielding(const std::shared_ptr<Task>& task, bool& success,
-                                                    const std::shared_ptr<OMScope>& scope,
-                                                    const NodeList& resolvedArgumentList, const std::string& attr,
-                                                    std::shared_ptr<IOMNode>& node) const
+// The scope that holds name as seen from here: this one, then up the chain for as long as the
+// links allow reading. The walk is a loop, so that deep recursion in a script costs no frames.
+const OMScope* OMScope::findVisibleOwner(const std::string& attr, std::shared_ptr<IOMNode>& node) const
 {
-    struct LocalVariableState : virtual OMFunctionState {
-        std::shared_ptr<OMScope> parent;
-        ScopeRelationType relation = ScopeRelationType::NONE;
-        bool parentSuccess = false;
-        std::shared_ptr<IOMNode> parentNode;
-    };
-    enum : unsigned { WALK = 1, ASK_PARENT };
+    const OMScope* holder = this;
+    ScopeRelationType relation = ScopeRelationType::READ_WRITE;
+    while (holder && relation != ScopeRelationType::NONE) {
+        if (holder->readMember(attr, node) && node) return holder;
+        relation = holder->fParentScopeRelationType;
+        holder = holder->fParent.get();
+    }
+    node.reset();
+    return nullptr;
+}
+
+void OMScope::accessOMNodeReadOnlyResolved_yielding(const std::shared_ptr<Task>& task, bool& success,
+                                                    const std::shared_ptr<OMScope>&, const NodeList&,
+                                                    const std::string& attr, std::shared_ptr<IOMNode>& node) const
+{
+    struct LocalVariableState : virtual OMFunctionState {};
 
     try {
         YieldingFrame<LocalVariableState> frame(task);
@@ -52,38 +59,8 @@ void OMScope::accessOMNodeReadOnlyResolved_yielding(const std::shared_ptr<Task>&
         do {
             switch (s.fState) {
                 case 0:
-                    if (readMember(attr, node) && node) {
-                        success = true;
-                        s.fState = kFinished;
-                        break;
-                    }
-                    s.parent = fParent;
-                    s.relation = fParentScopeRelationType;
-                    s.fState = WALK;
-                    break;
-                case WALK:
-                    if (!s.parent || s.relation == ScopeRelationType::NONE) {
-                        s.fState = kFinished;
-                        break;
-                    }
-                    s.parentSuccess = false;
-                    s.parentNode.reset();
-                    s.fState = ASK_PARENT;
-                    break;
-                    YIELDING_CALL(ASK_PARENT,
-                                  s.parent->accessOMNodeResolved_yielding(task, s.parentSuccess, scope,
-                                                                          resolvedArgumentList, AccessType::GET,
-                                                                          attr, s.parentNode));
-                case resumeAfter(ASK_PARENT):
-                    if (s.parentSuccess && s.parentNode) {
-                        node = s.parentNode;
-                        success = true;
-                        s.fState = kFinished;
-                        break;
-                    }
-                    s.relation = s.parent->getParentScopeRelationType();
-                    s.parent = s.parent->getParentScope();
-                    s.fState = WALK;
+                    s.fState = kFinished;
+                    success = findVisibleOwner(attr, node) != nullptr;
                     break;
             }
         } while (frame.keepGoing());
@@ -93,20 +70,35 @@ void OMScope::accessOMNodeReadOnlyResolved_yielding(const std::shared_ptr<Task>&
     }
 }
 
-// name = value: an existing name is written where it lives, as far up as the links allow writing;
-// a new name is made in this scope, never half way up the chain.
+// name = value: an existing name is written where it lives, as far up as the links allow writing.
+// A name seen only through a read-only link is shadowed at the last scope that may write; a new
+// name is made in this scope, never half way up the chain.
+OMScope* OMScope::findWriteTarget(const std::string& attr)
+{
+    OMScope* candidate = this;
+    while (true) {
+        std::shared_ptr<IOMNode> node;
+        if (candidate->readMember(attr, node) && node) return candidate;
+        if (!candidate->fParent) return this;
+        if (candidate->fParentScopeRelationType != ScopeRelationType::READ_WRITE) {
+            bool visibleAbove = candidate->fParentScopeRelationType != ScopeRelationType::NONE &&
+                                candidate->fParent->findVisibleOwner(attr, node);
+            return visibleAbove ? candidate : this;
+        }
+        candidate = candidate->fParent.get();
+    }
+}
+
 void OMScope::accessOMNodeResolved_yielding(const std::shared_ptr<Task>& task, bool& success,
                                             const std::shared_ptr<OMScope>& scope,
                                             const NodeList& resolvedArgumentList, AccessType accessType,
                                             const std::string& attr, std::shared_ptr<IOMNode>& node)
 {
     struct LocalVariableState : virtual OMFunctionState {
-        std::shared_ptr<OMScope> parent;
-        ScopeRelationType relation = ScopeRelationType::NONE;
-        bool parentFound = false;
-        std::shared_ptr<IOMNode> parentNode;
+        OMScope* target = nullptr;
+        std::shared_ptr<OMStored> keepTarget;
     };
-    enum : unsigned { READ = 1, OWN_ACCESS, WALK, ASK_PARENT, PARENT_WRITE };
+    enum : unsigned { READ = 1, WRITE };
 
     try {
         YieldingFrame<LocalVariableState> frame(task);
@@ -114,66 +106,28 @@ void OMScope::accessOMNodeResolved_yielding(const std::shared_ptr<Task>& task, b
         LocalVariableState& s = *frame;
         do {
             switch (s.fState) {
-                case 0: {
+                case 0:
+                    s.fState = kFinished;
                     if (accessType == AccessType::GET) {
                         s.fState = READ;
                         break;
                     }
                     if (accessType != AccessType::GET_CREATE && accessType != AccessType::SET) {
                         LOG_ERROR("unexpected accessType");
-                        s.fState = kFinished;
                         break;
                     }
-                    std::shared_ptr<IOMNode> ownNode;
-                    if (readMember(attr, ownNode) && ownNode) {
-                        s.fState = OWN_ACCESS;
-                        break;
-                    }
-                    s.parent = fParent;
-                    s.relation = fParentScopeRelationType;
-                    s.fState = WALK;
+                    s.target = findWriteTarget(attr);
+                    s.keepTarget = std::static_pointer_cast<OMStored>(s.target->shared_from_this());
+                    s.fState = WRITE;
                     break;
-                }
                     YIELDING_CALL(READ, accessOMNodeReadOnlyResolved_yielding(task, success, scope,
                                                                               resolvedArgumentList, attr, node));
                 case resumeAfter(READ):
                     s.fState = kFinished;
                     break;
-                    YIELDING_CALL(OWN_ACCESS,
-                                  OMStored::accessOMNodeResolved_yielding(task, success, scope, resolvedArgumentList,
-                                                                          accessType, attr, node));
-                case resumeAfter(OWN_ACCESS):
-                    s.fState = kFinished;
-                    break;
-                case WALK:
-                    if (!s.parent || s.relation != ScopeRelationType::READ_WRITE) {
-                        s.fState = OWN_ACCESS;
-                        break;
-                    }
-                    s.parentFound = false;
-                    s.parentNode.reset();
-                    s.fState = ASK_PARENT;
-                    break;
-                    YIELDING_CALL(ASK_PARENT,
-                                  s.parent->accessOMNodeResolved_yielding(task, s.parentFound, scope,
-                                                                          resolvedArgumentList, AccessType::GET,
-                                                                          attr, s.parentNode));
-                case resumeAfter(ASK_PARENT):
-                    if (s.parentFound && s.parentNode) {
-                        // SET stores the caller's node there; GET_CREATE hands back the node found.
-                        if (accessType == AccessType::SET && !node) node = OMStored::undefinedFactory();
-                        if (accessType == AccessType::GET_CREATE) node.reset();
-                        s.fState = PARENT_WRITE;
-                        break;
-                    }
-                    s.relation = s.parent->getParentScopeRelationType();
-                    s.parent = s.parent->getParentScope();
-                    s.fState = WALK;
-                    break;
-                    YIELDING_CALL(PARENT_WRITE,
-                                  s.parent->accessOMNodeResolved_yielding(task, success, scope, resolvedArgumentList,
-                                                                          AccessType::GET_CREATE, attr, node));
-                case resumeAfter(PARENT_WRITE):
+                    YIELDING_CALL(WRITE, s.target->OMStored::accessOMNodeResolved_yielding(
+                                             task, success, scope, resolvedArgumentList, accessType, attr, node));
+                case resumeAfter(WRITE):
                     s.fState = kFinished;
                     break;
             }

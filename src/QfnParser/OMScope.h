@@ -35,6 +35,9 @@ public:
     virtual bool popScriptFilePath();
 
 private:
+    const OMScope* findVisibleOwner(const std::string& attr, std::shared_ptr<IOMNode>& node) const;
+    OMScope* findWriteTarget(const std::string& attr);
+
     OMScope(std::shared_ptr<OMScope> parent, ScopeRelationType parentScopeRelationType);
 
     std::shared_ptr<OMScope> fParent;
