@@ -113,7 +113,7 @@ public:
     bool reportMessagingActivityInEventLoop();
     bool handleMessagingTimeslice();
     static bool isTimedOut(int64_t endTime);
-    void timeslice_yielding(const std::shared_ptr<Task>& task, bool& completed);
+    void timeslice_yielding(const std::shared_ptr<Task>& task, bool& completed) override;
     bool setGatewaySendMethod(GatewaySendMethod sendMethod);
     bool deregisterObject() override;
 

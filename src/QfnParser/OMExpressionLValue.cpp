@@ -4,6 +4,7 @@
 
 #include "QfnLogger/Check.h"
 #include "QfnParser/OMNode.h"
+#include "QfnParser/OMStored.h"
 #include "QfnTask/YieldingFrame.h"
 
 namespace Qfn {
@@ -110,6 +111,32 @@ void OMExpressionLValue::resolve_yielding(const std::shared_ptr<Task>& task, boo
     } catch (std::exception& e) {
         LOG_THROWS(e);
     }
+}
+
+std::shared_ptr<IOMNode> OMExpressionLValue::deliver(bool found, std::shared_ptr<IOMNode>& node,
+                                                     AccessType access,
+                                                     const std::shared_ptr<IOMNode>& optionalNewValue) const
+{
+    std::shared_ptr<IOMNode> retVal;
+    try {
+        do {
+            if (!found || !node) {
+                if (access == AccessType::GET) {
+                    retVal = OMStored::errorFactory();
+                } else {
+                    LOG_ERROR("cannot write " + toString());
+                }
+                break;
+            }
+            if (optionalNewValue) {
+                SANITY_CHECK(node->set(optionalNewValue));
+            }
+            retVal = std::move(node);
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
 }
 
 // A compound value on the left of a link is put in parentheses, so are numbers (`(5).x`).

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "QfnParser/OMExpression.h"
 #include "QfnParser/OMExpressionLValueResolution.h"
@@ -50,6 +51,10 @@ protected:
     virtual bool linkEqual(const OMExpressionLValue& other) const = 0;
     virtual bool linkLess(const OMExpressionLValue& other) const = 0;
     virtual uint64_t linkHash() const = 0;
+    // The end of a member or element access: the node found (with the new value stored into it),
+    // Error for a read of what is not there, null and a log line for a write that found no place.
+    std::shared_ptr<IOMNode> deliver(bool found, std::shared_ptr<IOMNode>& node, AccessType access,
+                                     const std::shared_ptr<IOMNode>& optionalNewValue) const;
 
     std::shared_ptr<IOMNode> fParent;
     NodeList fUnresolvedArgumentList;

@@ -80,18 +80,7 @@ void OMExpressionLValueIndex::get_yielding(const std::shared_ptr<Task>& task,
                                               task, s.success, scope, nullptr, access, fIndex, s.node));
                 case resumeAfter(ACCESS):
                     s.fState = kFinished;
-                    if (!s.success || !s.node) {
-                        if (access == AccessType::GET) {
-                            retVal = OMStored::errorFactory();
-                        } else {
-                            LOG_ERROR(std::string("cannot write index ") + std::to_string(fIndex));
-                        }
-                        break;
-                    }
-                    if (optionalNewValue) {
-                        SANITY_CHECK(s.node->set(optionalNewValue));
-                    }
-                    retVal = std::move(s.node);
+                    retVal = deliver(s.success, s.node, access, optionalNewValue);
                     break;
             }
         } while (frame.keepGoing());

@@ -128,18 +128,7 @@ void OMExpressionLValueIndexByExpression::get_yielding(const std::shared_ptr<Tas
                     break;
                 case DONE:
                     s.fState = kFinished;
-                    if (!s.success || !s.node) {
-                        if (access == AccessType::GET) {
-                            retVal = OMStored::errorFactory();
-                        } else {
-                            LOG_ERROR(std::string("cannot write index ") + s.index->getAsString());
-                        }
-                        break;
-                    }
-                    if (optionalNewValue) {
-                        SANITY_CHECK(s.node->set(optionalNewValue));
-                    }
-                    retVal = std::move(s.node);
+                    retVal = deliver(s.success, s.node, access, optionalNewValue);
                     break;
             }
         } while (frame.keepGoing());

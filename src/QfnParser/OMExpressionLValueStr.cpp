@@ -96,19 +96,7 @@ void OMExpressionLValueStr::get_yielding(const std::shared_ptr<Task>& task, std:
 
                 case STORE:
                     s.fState = kFinished;
-                    if (!s.success || !s.node) {
-                        // Reading what is not there gives Error; writing where nothing can be made fails.
-                        if (access == AccessType::GET) {
-                            retVal = OMStored::errorFactory();
-                        } else {
-                            LOG_ERROR(std::string("cannot write ") + fIdentifier);
-                        }
-                        break;
-                    }
-                    if (optionalNewValue) {
-                        SANITY_CHECK(s.node->set(optionalNewValue));
-                    }
-                    retVal = std::move(s.node);
+                    retVal = deliver(s.success, s.node, access, optionalNewValue);
                     break;
             }
         } while (frame.keepGoing());

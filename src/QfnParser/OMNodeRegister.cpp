@@ -109,12 +109,10 @@ void foldExpression_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<
     }
 }
 
-}  // namespace
-
-void OMNode::registerBinaryOperation_yielding(const std::shared_ptr<Task>& task,
-                                              std::shared_ptr<IOMNode>& retVal, BinOp binOp,
-                                              const std::shared_ptr<IOMNode>& node1,
-                                              const std::shared_ptr<IOMNode>& node2)
+// Builds the expression on first entry (null when the operands do not allow it) and folds it.
+template <class Build>
+void buildAndFold_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                           const Build& build)
 {
     struct LocalVariableState : virtual OMFunctionState {
         std::shared_ptr<OMExpression> expression;
@@ -129,12 +127,8 @@ void OMNode::registerBinaryOperation_yielding(const std::shared_ptr<Task>& task,
             switch (s.fState) {
                 case 0:
                     s.fState = kFinished;
-                    SANITY_CHECK(node1);
-                    SANITY_CHECK(node2);
-                    // Only a name, member, element or `var` can be assigned to.
-                    if (binOp == BinOp::ASSIGN && !node1->isLValue()) break;
-                    ASSIGN(s.expression, binaryExpression(binOp, node1, node2));
-                    s.fState = FOLD;
+                    s.expression = build();
+                    if (s.expression) s.fState = FOLD;
                     break;
                     YIELDING_CALL(FOLD, foldExpression_yielding(task, retVal, s.expression));
                 case resumeAfter(FOLD):
@@ -148,39 +142,31 @@ void OMNode::registerBinaryOperation_yielding(const std::shared_ptr<Task>& task,
     }
 }
 
+}  // namespace
+
+void OMNode::registerBinaryOperation_yielding(const std::shared_ptr<Task>& task,
+                                              std::shared_ptr<IOMNode>& retVal, BinOp binOp,
+                                              const std::shared_ptr<IOMNode>& node1,
+                                              const std::shared_ptr<IOMNode>& node2)
+{
+    buildAndFold_yielding(task, retVal, [&]() -> std::shared_ptr<OMExpression> {
+        // Only a name, member, element or `var` can be assigned to.
+        if (!node1 || !node2 || (binOp == BinOp::ASSIGN && !node1->isLValue())) return nullptr;
+        return binaryExpression(binOp, node1, node2);
+    });
+}
+
 void OMNode::registerUnaryOperation_yielding(const std::shared_ptr<Task>& task,
                                              std::shared_ptr<IOMNode>& retVal, UnOp unOp,
                                              const std::shared_ptr<IOMNode>& node)
 {
-    struct LocalVariableState : virtual OMFunctionState {
-        std::shared_ptr<OMExpressionUnary> expression;
-    };
-    enum : unsigned { FOLD = 1 };
-
-    try {
-        YieldingFrame<LocalVariableState> frame(task);
-        if (frame.isFirstEntry()) retVal = nullptr;
-        LocalVariableState& s = *frame;
-        do {
-            switch (s.fState) {
-                case 0:
-                    s.fState = kFinished;
-                    SANITY_CHECK(node);
-                    ASSIGN(s.expression, OMExpressionUnary::factory(unOp, node));
-                    // ++ and -- change their operand, so it must be something that can be assigned.
-                    if (s.expression->isChanging() && !node->isLValue()) break;
-                    s.fState = FOLD;
-                    break;
-                    YIELDING_CALL(FOLD, foldExpression_yielding(task, retVal, s.expression));
-                case resumeAfter(FOLD):
-                    s.fState = kFinished;
-                    break;
-            }
-        } while (frame.keepGoing());
-        frame.release();
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
+    buildAndFold_yielding(task, retVal, [&]() -> std::shared_ptr<OMExpression> {
+        if (!node) return nullptr;
+        auto expression = OMExpressionUnary::factory(unOp, node);
+        // ++ and -- change their operand, so it must be something that can be assigned.
+        if (!expression || (expression->isChanging() && !node->isLValue())) return nullptr;
+        return expression;
+    });
 }
 
 void OMNode::registerTernaryOperation_yielding(const std::shared_ptr<Task>& task,
@@ -189,35 +175,10 @@ void OMNode::registerTernaryOperation_yielding(const std::shared_ptr<Task>& task
                                                const std::shared_ptr<IOMNode>& node2,
                                                const std::shared_ptr<IOMNode>& node3)
 {
-    struct LocalVariableState : virtual OMFunctionState {
-        std::shared_ptr<OMExpression> expression;
-    };
-    enum : unsigned { FOLD = 1 };
-
-    try {
-        YieldingFrame<LocalVariableState> frame(task);
-        if (frame.isFirstEntry()) retVal = nullptr;
-        LocalVariableState& s = *frame;
-        do {
-            switch (s.fState) {
-                case 0:
-                    s.fState = kFinished;
-                    SANITY_CHECK(node1);
-                    SANITY_CHECK(node2);
-                    SANITY_CHECK(node3);
-                    ASSIGN(s.expression, OMExpressionTernary::factory(ternOp, node1, node2, node3));
-                    s.fState = FOLD;
-                    break;
-                    YIELDING_CALL(FOLD, foldExpression_yielding(task, retVal, s.expression));
-                case resumeAfter(FOLD):
-                    s.fState = kFinished;
-                    break;
-            }
-        } while (frame.keepGoing());
-        frame.release();
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
+    buildAndFold_yielding(task, retVal, [&]() -> std::shared_ptr<OMExpression> {
+        if (!node1 || !node2 || !node3) return nullptr;
+        return OMExpressionTernary::factory(ternOp, node1, node2, node3);
+    });
 }
 
 // Keywords are never folded: they act at run time only.

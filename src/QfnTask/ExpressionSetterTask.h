@@ -27,7 +27,7 @@ private:
                          ScriptPhase scriptPhase);
 
     std::shared_ptr<OMExpression> fExpression;
-    AccessType fAccessType;
+    [[maybe_unused]] AccessType fAccessType;  // a store always writes; kept for the callers that pass it
     // The caller's node: it outlives the task in call().
     std::shared_ptr<IOMNode>& fNode;
     std::shared_ptr<OMScope> fScope;
