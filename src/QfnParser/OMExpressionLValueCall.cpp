@@ -95,10 +95,6 @@ void OMExpressionLValueCall::get_yielding(const std::shared_ptr<Task>& task, std
                     SANITY_CHECK(fParent);
                     SANITY_CHECK(fUnresolvedArgumentList);
                     SANITY_CHECK(scope);
-                    if (optionalNewValue) {
-                        LOG_ERROR("cannot assign to a call");
-                        break;
-                    }
                     s.fState = RESOLVE_ARGUMENTS;
                     break;
 
@@ -119,6 +115,10 @@ void OMExpressionLValueCall::get_yielding(const std::shared_ptr<Task>& task, std
                     if (s.method && !s.method->getParent()) s.method.reset();
                     if (s.builtin) {
                         s.fState = s.builtin->getParent() ? RESOLVE_RECEIVER : CALL_BUILTIN;
+                    } else if (optionalNewValue) {
+                        // Only a built-in call can name a place to store into.
+                        LOG_ERROR("cannot assign to " + toString());
+                        s.fState = kFinished;
                     } else {
                         s.fState = s.method ? RESOLVE_RECEIVER : RESOLVE_CALLEE;
                     }
@@ -145,8 +145,9 @@ void OMExpressionLValueCall::get_yielding(const std::shared_ptr<Task>& task, std
                     }
                     break;
 
-                    YIELDING_CALL(CALL_BUILTIN, s.builtin->callBuiltin_yielding(task, s.result, accessType,
-                                                                                scope, s.resolution));
+                    YIELDING_CALL(CALL_BUILTIN,
+                                  s.builtin->callBuiltin_yielding(task, s.result, accessType, scope,
+                                                                  s.resolution, optionalNewValue));
                 case resumeAfter(CALL_BUILTIN):
                     s.fState = DONE;
                     break;

@@ -65,10 +65,6 @@ void OMExpressionLValueToken::get_yielding(const std::shared_ptr<Task>& task,
                     s.fState = kFinished;
                     if (scriptPhase == ScriptPhase::PARSE) break;
                     SANITY_CHECK(fToken != Token::_none);
-                    if (optionalNewValue) {
-                        LOG_ERROR(std::string("cannot assign to ") + OMStored::tokenToStr(fToken));
-                        break;
-                    }
                     s.fState = RESOLVE;
                     break;
                     YIELDING_CALL(RESOLVE, resolve_yielding(task, s.success, accessType, scope, scriptPhase,
@@ -82,7 +78,8 @@ void OMExpressionLValueToken::get_yielding(const std::shared_ptr<Task>& task,
                         s.resolution.fResolvedArgumentList->push_back(s.resolution.getThisNode());
                     s.fState = CALL;
                     break;
-                    YIELDING_CALL(CALL, callBuiltin_yielding(task, retVal, accessType, scope, s.resolution));
+                    YIELDING_CALL(CALL, callBuiltin_yielding(task, retVal, accessType, scope, s.resolution,
+                                                             optionalNewValue));
                 case resumeAfter(CALL):
                     s.fState = kFinished;
                     break;
@@ -99,7 +96,8 @@ void OMExpressionLValueToken::get_yielding(const std::shared_ptr<Task>& task,
 void OMExpressionLValueToken::callBuiltin_yielding(const std::shared_ptr<Task>& task,
                                                    std::shared_ptr<IOMNode>& retVal, AccessType,
                                                    const std::shared_ptr<OMScope>&,
-                                                   OMExpressionLValueResolution&)
+                                                   OMExpressionLValueResolution&,
+                                                   const std::shared_ptr<IOMNode>&)
 {
     struct LocalVariableState : virtual OMFunctionState {};
 

@@ -15,10 +15,12 @@ public:
     void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
                       AccessType accessType, const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase,
                       std::shared_ptr<IOMNode>& optionalNewValue) override;
-    // Runs the built-in over a resolved call: the receiver, if any, is argument 0.
+    // Runs the built-in over a resolved call: the receiver, if any, is argument 0. A new value
+    // is given when the call is an assignment target (`reference(path) = value`).
     void callBuiltin_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
                               AccessType accessType, const std::shared_ptr<OMScope>& scope,
-                              OMExpressionLValueResolution& resolution);
+                              OMExpressionLValueResolution& resolution,
+                              const std::shared_ptr<IOMNode>& optionalNewValue);
 
     Token getToken() const { return fToken; }
 
