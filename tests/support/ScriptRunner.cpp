@@ -1,0 +1,68 @@
+#include "support/ScriptRunner.h"
+
+#include "QfnCoordinator/InternalCoordinator.h"
+#include "QfnParser/IOMNode.h"
+#include "QfnParser/OMScope.h"
+#include "QfnParser/OMStored.h"
+#include "QfnTask/EvalTask.h"
+#include "QfnTask/ParseTask.h"
+
+namespace QfnTest {
+
+using namespace Qfn;
+
+std::string ScriptResult::text() const
+{
+    return value ? value->toString() : "null";
+}
+
+std::shared_ptr<IOMNode> ScriptResult::variable(const std::string& name) const
+{
+    std::shared_ptr<IOMNode> node;
+    if (!scope || !scope->readMember(name, node)) return nullptr;
+    return node;
+}
+
+ScriptResult runScript(const std::string& text, std::shared_ptr<OMScope> scope)
+{
+    ScriptResult result;
+    result.tree = OMStored::undefinedFactory();
+    result.scope = scope ? scope : InternalCoordinator::scopeFactory();
+    result.parsed = ParseTask::call(result.tree, text);
+    if (!result.parsed) return result;
+    result.value = EvalTask::call(result.tree, result.scope, HandleReturnValue::UNWRAP);
+    result.completed = true;
+    return result;
+}
+
+namespace {
+
+// Runs the task for at most the budget; true when it completed within it.
+bool runWithin(const std::shared_ptr<Task>& task, int slices, int64_t sliceMicroseconds)
+{
+    for (int i = 0; i < slices && !task->getIsTaskCompleted(); ++i)
+        task->runTimeslice(sliceMicroseconds);
+    bool completed = task->getIsTaskCompleted();
+    if (!completed) Task::deregisterTask(task->getTaskId());
+    return completed;
+}
+
+}  // namespace
+
+ScriptResult runScriptBounded(const std::string& text, int slices, int64_t sliceMicroseconds)
+{
+    ScriptResult result;
+    result.tree = OMStored::undefinedFactory();
+    result.scope = InternalCoordinator::scopeFactory();
+    auto parse = ParseTask::factory(result.tree, text);
+    if (!parse || !runWithin(parse, slices, sliceMicroseconds)) return result;
+    result.parsed = parse->getRetValBool();
+    if (!result.parsed) return result;
+    auto eval = EvalTask::factory(result.tree, result.scope, HandleReturnValue::UNWRAP);
+    if (!eval) return result;
+    result.completed = runWithin(eval, slices, sliceMicroseconds);
+    if (result.completed) result.value = std::dynamic_pointer_cast<EvalTask>(eval)->getValue();
+    return result;
+}
+
+}  // namespace QfnTest
