@@ -115,7 +115,8 @@ void OMExpressionLValue::resolve_yielding(const std::shared_ptr<Task>& task, boo
 
 std::shared_ptr<IOMNode> OMExpressionLValue::deliver(bool found, std::shared_ptr<IOMNode>& node,
                                                      AccessType access,
-                                                     const std::shared_ptr<IOMNode>& optionalNewValue) const
+                                                     const std::shared_ptr<IOMNode>& optionalNewValue,
+                                                     const std::shared_ptr<IOMNode>& holder) const
 {
     std::shared_ptr<IOMNode> retVal;
     try {
@@ -129,6 +130,10 @@ std::shared_ptr<IOMNode> OMExpressionLValue::deliver(bool found, std::shared_ptr
                 break;
             }
             if (optionalNewValue) {
+                if (holder && OMStored::wouldMakeCycle(*holder, *optionalNewValue)) {
+                    LOG_ERROR("cannot store a structure inside itself: " + toString());
+                    break;
+                }
                 SANITY_CHECK(node->set(optionalNewValue));
             }
             retVal = std::move(node);

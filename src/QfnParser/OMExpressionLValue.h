@@ -53,8 +53,11 @@ protected:
     virtual uint64_t linkHash() const = 0;
     // The end of a member or element access: the node found (with the new value stored into it),
     // Error for a read of what is not there, null and a log line for a write that found no place.
+    // A container that already holds the holder (holder is the value on the left, if any) is
+    // refused, so that no structure ever contains itself.
     std::shared_ptr<IOMNode> deliver(bool found, std::shared_ptr<IOMNode>& node, AccessType access,
-                                     const std::shared_ptr<IOMNode>& optionalNewValue) const;
+                                     const std::shared_ptr<IOMNode>& optionalNewValue,
+                                     const std::shared_ptr<IOMNode>& holder) const;
 
     std::shared_ptr<IOMNode> fParent;
     NodeList fUnresolvedArgumentList;

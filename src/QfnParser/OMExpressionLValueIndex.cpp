@@ -80,7 +80,8 @@ void OMExpressionLValueIndex::get_yielding(const std::shared_ptr<Task>& task,
                                               task, s.success, scope, nullptr, access, fIndex, s.node));
                 case resumeAfter(ACCESS):
                     s.fState = kFinished;
-                    retVal = deliver(s.success, s.node, access, optionalNewValue);
+                    retVal =
+                        deliver(s.success, s.node, access, optionalNewValue, s.resolution.fResolvedParent);
                     break;
             }
         } while (frame.keepGoing());

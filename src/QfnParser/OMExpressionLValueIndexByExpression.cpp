@@ -128,7 +128,8 @@ void OMExpressionLValueIndexByExpression::get_yielding(const std::shared_ptr<Tas
                     break;
                 case DONE:
                     s.fState = kFinished;
-                    retVal = deliver(s.success, s.node, access, optionalNewValue);
+                    retVal =
+                        deliver(s.success, s.node, access, optionalNewValue, s.resolution.fResolvedParent);
                     break;
             }
         } while (frame.keepGoing());

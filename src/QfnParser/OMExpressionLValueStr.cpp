@@ -96,7 +96,8 @@ void OMExpressionLValueStr::get_yielding(const std::shared_ptr<Task>& task, std:
 
                 case STORE:
                     s.fState = kFinished;
-                    retVal = deliver(s.success, s.node, access, optionalNewValue);
+                    retVal =
+                        deliver(s.success, s.node, access, optionalNewValue, s.resolution.fResolvedParent);
                     break;
             }
         } while (frame.keepGoing());

@@ -173,6 +173,10 @@ public:
     int getPermission(const std::string& attr) const;
     bool setPermission(const std::string& attr, int mask);
 
+    // True when storing value into a member of holder would put holder's container inside itself:
+    // reference counting cannot free such a ring, and walking it never ends.
+    static bool wouldMakeCycle(const IOMNode& holder, const IOMNode& value);
+
     // Direct views of the containers, for iteration and for those who share them.
     const std::shared_ptr<OMArray>& getArray() const { return fArray; }
     const std::shared_ptr<OMMap>& getMap() const { return fMap; }

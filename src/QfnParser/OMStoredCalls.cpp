@@ -3,6 +3,8 @@
 
 #include <fstream>
 #include <sstream>
+#include <unordered_set>
+#include <vector>
 
 #include "QfnCoordinator/InternalCoordinator.h"
 #include "QfnLogger/Check.h"
@@ -30,6 +32,39 @@ bool OMStored::bindMember(const std::string& attr, const std::shared_ptr<IOMNode
         LOG_THROWS(e);
     }
     return retVal;
+}
+
+// A walk over value's containers, each visited once, looking for holder's container.
+bool OMStored::wouldMakeCycle(const IOMNode& holder, const IOMNode& value)
+{
+    const auto* holderStored = dynamic_cast<const OMStored*>(&holder);
+    const auto* valueStored = dynamic_cast<const OMStored*>(&value);
+    if (!holderStored || !valueStored) return false;
+    const void* target = holderStored->fArray ? static_cast<const void*>(holderStored->fArray.get())
+                                              : static_cast<const void*>(holderStored->fMap.get());
+    if (!target) return false;
+    std::vector<const OMStored*> pending{valueStored};
+    std::unordered_set<const void*> seen;
+    while (!pending.empty()) {
+        const OMStored* node = pending.back();
+        pending.pop_back();
+        const void* container = node->fArray ? static_cast<const void*>(node->fArray.get())
+                                             : static_cast<const void*>(node->fMap.get());
+        if (!container) continue;
+        if (container == target) return true;
+        if (!seen.insert(container).second) continue;
+        auto visit = [&pending](const std::shared_ptr<IOMNode>& member) {
+            if (const auto* stored = dynamic_cast<const OMStored*>(member.get())) pending.push_back(stored);
+        };
+        if (node->fArray) {
+            for (const auto& member : *node->fArray)
+                visit(member);
+        } else {
+            for (const auto& member : *node->fMap)
+                visit(member.second);
+        }
+    }
+    return false;
 }
 
 // A fresh scope under the caller's holds "this", "arguments", the parameters and the `var`

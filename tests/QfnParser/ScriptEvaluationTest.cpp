@@ -108,6 +108,17 @@ TEST_F(ScriptEvaluation, AssignmentSharesContainersAndCopiesScalars)
         EXPECT_EQ(result.variable("a")->getType(), OMType::Int);
     }
     {
+        // No structure may hold itself, directly or through another.
+        QfnTest::LogCapture log(1);
+        QfnTest::ScriptResult direct = runScript("a = []; a[0] = a; a");
+        EXPECT_EQ(direct.value, nullptr);
+        EXPECT_TRUE(log.hasLineEndingWith("cannot store a structure inside itself: a[0]"));
+        EXPECT_EQ(direct.variable("a")->toString(), "[undefined]");
+        EXPECT_EQ(runScript("a = {}; b = [a]; a.x = b").value, nullptr);
+        EXPECT_EQ(runScript("a = {}; k = 'me'; a[k] = a").value, nullptr);
+        EXPECT_EQ(valueOf("a = [1]; b = [a, a]; b[1][0]"), "1");
+    }
+    {
         // Evaluating the same tree twice starts from the same literal both times.
         QfnTest::ScriptResult result = runScript("a = [1, 2]; a[0] = a[0] + 10; a[0]");
         EXPECT_EQ(result.text(), "11");
