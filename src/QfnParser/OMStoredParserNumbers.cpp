@@ -1,6 +1,8 @@
 // Numbers of the script language: the resumable reader, its two plain twins, and pow.
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
+#include <string>
 
 #include "QfnLogger/Check.h"
 #include "QfnParser/InputStreamString.h"
@@ -89,9 +91,14 @@ public:
             auto value = static_cast<int64_t>(fIntValue);
             return node.set(fIsNegative ? -value : value);
         }
-        int exponent = (fIsExponentNegative ? -fExponent : fExponent) - fFractionDigits;
-        double value = exponent < 0 ? fFloatValue / OMStored::pow(10.0, -exponent)
-                                    : fFloatValue * OMStored::pow(10.0, exponent);
+        double value = fFloatValue;
+        if (fDigitRadix == 10) {
+            // The decimal digits and the exponent read by the C library, which rounds correctly: a
+            // Float printed with enough digits reads back as the same Float.
+            int exponent = (fIsExponentNegative ? -fExponent : fExponent) - fFractionDigits;
+            std::string text = fDecimalDigits + "e" + std::to_string(exponent);
+            value = std::strtod(text.c_str(), nullptr);
+        }
         return node.set(fIsNegative ? -value : value);
     }
 
@@ -148,6 +155,7 @@ private:
         ++fDigitCount;
         if (isFraction) ++fFractionDigits;
         fFloatValue = fFloatValue * fDigitRadix + digit;
+        if (fDigitRadix == 10) fDecimalDigits.push_back(static_cast<char>('0' + digit));
         const auto limit = static_cast<uint64_t>(std::numeric_limits<int64_t>::max());
         if (fIntValue > (limit - digit) / fDigitRadix)
             fIntOverflow = true;
@@ -169,6 +177,7 @@ private:
     int fExponent = 0;
     uint64_t fIntValue = 0;
     double fFloatValue = 0.0;
+    std::string fDecimalDigits;
 };
 
 }  // namespace
