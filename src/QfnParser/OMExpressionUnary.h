@@ -26,7 +26,11 @@ public:
     bool isReturn() const override { return fUnOp == UnOp::RETURN; }
     std::shared_ptr<IOMNode> getReturnOperand() const override { return isReturn() ? fNode : nullptr; }
 
-    int getBindingLevel() const override { return 1; }
+    // `return` takes the whole expression on its right, the others only the next operand.
+    int getBindingLevel() const override
+    {
+        return fUnOp == UnOp::RETURN ? static_cast<int>(BinOp::ASSIGN) : 1;
+    }
     // ++ and -- in either form: they store back into their operand.
     bool isChanging() const;
 
