@@ -58,7 +58,11 @@ void OMNode::getResolvedNode_yielding(const std::shared_ptr<Task>& task, std::sh
                         case OMType::Function:
                             // A function literal without a name stays an anonymous value.
                             s.key = node->getFunctionName();
-                            if (!s.key.empty()) s.fState = BIND_FUNCTION;
+                            if (s.key.empty()) break;
+                            // The scope gets a node of its own: assigning to the name later must not
+                            // change the parsed function.
+                            s.stored = OMStored::factory(*node);
+                            s.fState = BIND_FUNCTION;
                             break;
                         case OMType::Expression:
                             retVal = nullptr;
@@ -131,9 +135,9 @@ void OMNode::getResolvedNode_yielding(const std::shared_ptr<Task>& task, std::sh
                     s.fState = NEXT_MEMBER;
                     break;
 
-                    YIELDING_CALL(BIND_FUNCTION, scope->set_yielding(task, s.stored, s.key, node));
+                    YIELDING_CALL(BIND_FUNCTION, scope->set_yielding(task, s.member, s.key, s.stored));
                 case resumeAfter(BIND_FUNCTION):
-                    if (!s.stored) LOG_ERROR("binding function " + s.key + " failed");
+                    if (!s.member) LOG_ERROR("binding function " + s.key + " failed");
                     s.fState = kFinished;
                     break;
 

@@ -465,7 +465,11 @@ void OMStored::eval_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<
                     s.fState = EVAL_EXPRESSION;
                 } else if (type == OMType::Function) {
                     s.functionName = s.source->getFunctionName();
-                    if (!s.functionName.empty()) s.fState = BIND_FUNCTION;
+                    if (!s.functionName.empty()) {
+                        // A node of its own, so that assigning to the name leaves this function alone.
+                        s.evaluated = OMStored::factory(*s.source);
+                        s.fState = BIND_FUNCTION;
+                    }
                 }
                 break;
             }
@@ -482,8 +486,13 @@ void OMStored::eval_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<
             YIELDING_CALL(EVAL_MEMBER, s.member->eval_yielding(task, s.evaluated, scope, handleReturnValue));
             case resumeAfter(EVAL_MEMBER):
                 // An empty result is left out; an array then closes up behind it.
-                if (!s.evaluated) s.fState = NEXT_MEMBER;
-                else s.fState = s.result->getType() == OMType::Array ? STORE_ELEMENT : STORE_MEMBER;
+                // A member of its own, so that changing the result leaves the evaluated value alone.
+                if (!s.evaluated) {
+                    s.fState = NEXT_MEMBER;
+                } else {
+                    s.evaluated = OMStored::factory(*s.evaluated);
+                    s.fState = s.result->getType() == OMType::Array ? STORE_ELEMENT : STORE_MEMBER;
+                }
                 break;
             YIELDING_CALL(STORE_ELEMENT, s.result->set_yielding(task, s.stored, s.targetIdx, s.evaluated));
             case resumeAfter(STORE_ELEMENT):
@@ -499,7 +508,7 @@ void OMStored::eval_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<
             case resumeAfter(EVAL_EXPRESSION):
                 s.fState = HANDLE_RETURN;
                 break;
-            YIELDING_CALL(BIND_FUNCTION, scope->set_yielding(task, s.stored, s.functionName, s.source));
+            YIELDING_CALL(BIND_FUNCTION, scope->set_yielding(task, s.stored, s.functionName, s.evaluated));
             case resumeAfter(BIND_FUNCTION):
                 s.fState = HANDLE_RETURN;
                 break;
