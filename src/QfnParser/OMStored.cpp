@@ -547,7 +547,9 @@ bool OMStored::setIsDataStructure(bool isDataStructure)
                     child = copy;
                     return child->setDataStructureParent(self, key);
                 }
-                return parent || child->setDataStructureParent(self, key);
+                // A child already ours may have left the discipline since: bring its members back too.
+                if (parent) return child->getIsDataStructure() || child->setIsDataStructure(true);
+                return child->setDataStructureParent(self, key);
             };
             bool failed = false;
             if (fType == OMType::Array) {

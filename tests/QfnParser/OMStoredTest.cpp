@@ -469,7 +469,7 @@ TEST(OMStoredEval, ContainersEvaluateMemberByMemberAcrossYields)
         EXPECT_EQ(2, first->entries) << "entered once, resumed once";
         EXPECT_EQ(2, second->entries);
 
-        // A named function binds itself into the scope and stays the value.
+        // A named function binds a node of its own into the scope and stays the value.
         auto signature = Qfn::FunctionSignature::factory();
         signature->addParameter("f");
         auto function = OMStored::factory(signature, first);
@@ -477,7 +477,11 @@ TEST(OMStoredEval, ContainersEvaluateMemberByMemberAcrossYields)
             function->eval_yielding(task, result, scope, Qfn::HandleReturnValue::UNWRAP);
         }));
         EXPECT_EQ(function, result);
-        EXPECT_EQ(function, member(scope, "f"));
+        auto bound = member(scope, "f");
+        ASSERT_TRUE(bound);
+        EXPECT_NE(function, bound);
+        EXPECT_EQ(bound->getType(), OMType::Function);
+        EXPECT_EQ(bound->getExpression(), function->getExpression());
 
         // Without a scope a value evaluates to itself.
         EXPECT_TRUE(Qfn::CallYieldingTask::run("test", [&](const std::shared_ptr<Task>& task) {
