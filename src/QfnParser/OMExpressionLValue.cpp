@@ -144,18 +144,17 @@ std::shared_ptr<IOMNode> OMExpressionLValue::deliver(bool found, std::shared_ptr
     return retVal;
 }
 
-// A compound value on the left of a link is put in parentheses, so are numbers (`(5).x`).
+// A compound value on the left of a link is put in parentheses (a statement list in braces), so
+// are numbers (`(5).x`), whose '.' would otherwise read as a fraction.
 std::string OMExpressionLValue::toString() const
 {
     std::string retVal;
     if (fParent) {
-        auto parentExpression = expressionOf(fParent);
         OMType type = fParent->getType();
-        if (parentExpression ? parentExpression->getBindingLevel() > 0
-                             : (type == OMType::Int || type == OMType::Float)) {
+        if (type == OMType::Int || type == OMType::Float) {
             retVal = "(" + nodeSourceText(fParent) + ")";
         } else {
-            retVal = nodeSourceText(fParent);
+            retVal = operandSourceText(fParent, 0);
         }
     }
     return retVal + linkText();
