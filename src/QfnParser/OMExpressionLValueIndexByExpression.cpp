@@ -107,7 +107,7 @@ void OMExpressionLValueIndexByExpression::get_yielding(const std::shared_ptr<Tas
                     if (type == OMType::String) {
                         s.fState = ACCESS_ATTR;
                     } else if ((type == OMType::Int || type == OMType::Float) && s.index->getAsNum() >= 0 &&
-                               std::isfinite(s.index->getAsNum())) {
+                               s.index->getAsNum() < 18446744073709551616.0) {
                         s.fState = ACCESS_IDX;
                     } else {
                         s.fState = DONE;

@@ -1,5 +1,6 @@
 // The unary, binary and ternary operators of the object model and their type rules.
 #include <cmath>
+#include <limits>
 #include <string>
 
 #include "QfnLogger/Check.h"
@@ -631,8 +632,10 @@ bool OMNode::binop_compare_le(const std::shared_ptr<IOMNode>& result, IOMNode& o
 
 // ---- unary operators: `this` is the operand
 
+// An Int is negated exactly, beyond the 53 bits a double holds; anything else through its number.
 bool OMNode::unop_negative(const std::shared_ptr<OMStored>& result)
 {
+    if (getType() == OMType::Int && getInt() != std::numeric_limits<int64_t>::min()) return result->set(-getInt());
     return result->setNum(-getAsNum());
 }
 

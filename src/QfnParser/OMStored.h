@@ -196,7 +196,8 @@ private:
     bool writeElement(AccessType accessType, uint64_t idx, std::shared_ptr<IOMNode>& node);
     // The node as it may enter this container: a node from outside a data structure comes in as a copy.
     std::shared_ptr<IOMNode> admit(const std::shared_ptr<IOMNode>& node) const;
-    // Appends Undefined elements until idx is a valid index.
+    // Appends Undefined elements until idx is a valid index, at most kMaxArrayGrowth of them.
+    static constexpr uint64_t kMaxArrayGrowth = 1000000;
     bool fillUpTo(uint64_t idx);
 
     OMType fType = OMType::Undefined;

@@ -30,6 +30,11 @@ bool OMStored::fillUpTo(uint64_t idx)
     try {
         do {
             SANITY_CHECK(fArray);
+            // Arrays are dense: a write far beyond the end would fill memory with Undefined.
+            if (idx > fArray->size() + kMaxArrayGrowth) {
+                LOG_ERROR("index " + std::to_string(idx) + " is too far beyond the end");
+                break;
+            }
             std::shared_ptr<IOMNode> self;
             if (fIsDataStructure) {
                 ASSIGN(self, weak_from_this().lock());

@@ -61,6 +61,8 @@ TEST_F(ScriptEvaluation, ArithmeticAndPrecedence)
     EXPECT_EQ(valueOf("\"a\" + typeof -1.2"), "\"anumber\"");
     EXPECT_EQ(valueOf("a = 7; (a & 3) | (a ^ 8)"), "15");
     EXPECT_EQ(valueOf("s = 0; i = 0; while (i < 100000) { s = s + 100000; ++i }; s"), "10000000000");
+    // An Int is negated exactly, also where a double would round it.
+    EXPECT_EQ(valueOf("-9007199254740993"), "-9007199254740993");
 }
 
 TEST_F(ScriptEvaluation, AnUnknownVariableMakesErrorsThatHealWhenItIsSet)
@@ -98,6 +100,15 @@ TEST_F(ScriptEvaluation, AssignmentSharesContainersAndCopiesScalars)
     EXPECT_EQ(valueOf("b=[1,2];b=b[1];"), "2");
     EXPECT_EQ(valueOf("a = 1; b = [a]; a = 2; b[0]"), "1");
     EXPECT_EQ(valueOf("a = [1]; a[3] = 4; a"), "[1, undefined, undefined, 4]");
+    {
+        // Reading far outside an array is Error; writing far beyond its end is refused.
+        QfnTest::LogCapture log(1);
+        EXPECT_EQ(valueOf("a = [1]; [a[1e30], a[5]]"), "[error, error]");
+        QfnTest::ScriptResult far = runScript("a = [1]; a[3000000] = 1");
+        EXPECT_EQ(far.value, nullptr);
+        EXPECT_TRUE(log.hasLineEndingWith("index 3000000 is too far beyond the end"));
+        EXPECT_EQ(far.variable("a")->getSize(), 1u);
+    }
     EXPECT_EQ(valueOf("o = {}; o['k'] = 'v'; o.k"), "\"v\"");
     EXPECT_EQ(valueOf("x = 1; y = x++; z = x--; [x, y, z]"), "[1, 1, 2]");
     {
