@@ -59,7 +59,7 @@ void writeJson(const Qfn::IOMNode& node, std::ostream& out)
     for (auto iter = node.getNodeIterator(); iter && !iter->atEnd(); (*iter)++) {
         out << (first ? "" : ",") << '"' << iter->getKey() << "\":";
         first = false;
-        writeJson(**iter, out);
+        if (auto member = **iter) writeJson(*member, out);
     }
     out << '}';
 }
