@@ -131,6 +131,21 @@ std::string OMExpression::operandSourceText(const std::shared_ptr<IOMNode>& node
     return "(" + text + ")";
 }
 
+std::string OMExpression::statementsText(const std::shared_ptr<IOMNode>& node)
+{
+    auto expression = expressionOf(node);
+    if (expression) return statementsText(*expression);
+    return operandSourceText(node, static_cast<int>(BinOp::ASSIGN));
+}
+
+std::string OMExpression::statementsText(const OMExpression& expression)
+{
+    int level = expression.getBindingLevel();
+    if (level <= static_cast<int>(BinOp::ASSIGN) || level == static_cast<int>(BinOp::SEMICOLON))
+        return expression.toString();
+    return "(" + expression.toString() + ")";
+}
+
 bool OMExpression::nodesEqual(const std::shared_ptr<IOMNode>& node1, const std::shared_ptr<IOMNode>& node2)
 {
     if (!node1 || !node2) return node1 == node2;

@@ -47,6 +47,10 @@ public:
     static std::string nodeSourceText(const std::shared_ptr<IOMNode>& node);
     // The same, in parentheses when the node's operator binds looser than maxLevel allows.
     static std::string operandSourceText(const std::shared_ptr<IOMNode>& node, int maxLevel);
+    // The text of a block's contents, between braces: statements as they are, anything looser than
+    // `=` (a bare comma list) in parentheses.
+    static std::string statementsText(const std::shared_ptr<IOMNode>& node);
+    static std::string statementsText(const OMExpression& expression);
     // The expression a node holds, or null for a constant.
     static std::shared_ptr<OMExpression> expressionOf(const std::shared_ptr<IOMNode>& node);
     // Null-safe comparisons and hash of operand nodes.

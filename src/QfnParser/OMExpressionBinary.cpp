@@ -131,17 +131,21 @@ const char* OMExpressionBinary::binOpToSuffixStr(BinOp binOp)
 std::string OMExpressionBinary::toString() const
 {
     const int level = static_cast<int>(fBinOp);
-    const int statement = static_cast<int>(BinOp::SEMICOLON);
     const int assignment = static_cast<int>(BinOp::ASSIGN);
     std::string left;
     std::string right;
     switch (fBinOp) {
         case BinOp::WHILE:
             left = operandSourceText(fNode1, assignment);
-            right = operandSourceText(fNode2, statement);
+            right = statementsText(fNode2);
             break;
         case BinOp::DO_WHILE:
-            left = operandSourceText(fNode1, statement);
+            left = statementsText(fNode1);
+            right = operandSourceText(fNode2, assignment);
+            break;
+        case BinOp::SEMICOLON:
+            // A statement is anything up to `=`: a comma list goes in parentheses, a nested list in braces.
+            left = operandSourceText(fNode1, assignment);
             right = operandSourceText(fNode2, assignment);
             break;
         case BinOp::INDEX:

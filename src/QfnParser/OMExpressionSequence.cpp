@@ -59,7 +59,10 @@ std::string OMExpressionSequence::toString() const
     std::string retVal;
     for (size_t i = 0; i < fNodeSequence->size(); ++i) {
         if (i > 0) retVal += OMExpressionBinary::binOpToInfixStr(fBinOp);
-        retVal += operandSourceText((*fNodeSequence)[i], i == 0 ? level : level - 1);
+        // Statements take anything up to `=`; other operators their own level on the left.
+        int maxLevel =
+            fBinOp == BinOp::SEMICOLON ? static_cast<int>(BinOp::ASSIGN) : (i == 0 ? level : level - 1);
+        retVal += operandSourceText((*fNodeSequence)[i], maxLevel);
     }
     return retVal;
 }
@@ -143,9 +146,9 @@ void OMExpressionSequence::get_yielding(const std::shared_ptr<Task>& task, std::
                     s.fState = RESOLVE_NODE;
                     break;
                     YIELDING_CALL(RESOLVE_NODE,
-                                  OMNode::getResolvedNode_yielding(task, s.value, AccessType::GET,
-                                                                   getNode(s.resolution.fIdx), scope,
-                                                                   scriptPhase, HandleReturnValue::KEEP_WRAPPED));
+                                  OMNode::getResolvedNode_yielding(
+                                      task, s.value, AccessType::GET, getNode(s.resolution.fIdx), scope,
+                                      scriptPhase, HandleReturnValue::KEEP_WRAPPED));
                 case resumeAfter(RESOLVE_NODE):
                     s.fState = kFinished;
                     if (!s.value) {

@@ -27,12 +27,10 @@ std::shared_ptr<OMExpressionTernary> OMExpressionTernary::factory(TernOp ternOp,
 std::string OMExpressionTernary::toString() const
 {
     const int assignment = static_cast<int>(BinOp::ASSIGN);
-    const int statement = static_cast<int>(BinOp::SEMICOLON);
     switch (fTernOp) {
         case TernOp::IF:
-            return "if (" + operandSourceText(fNode1, assignment) + ") {" +
-                   operandSourceText(fNode2, statement) + "} else {" + operandSourceText(fNode3, statement) +
-                   "}";
+            return "if (" + operandSourceText(fNode1, assignment) + ") {" + statementsText(fNode2) +
+                   "} else {" + statementsText(fNode3) + "}";
         case TernOp::CONDITIONAL:
             return operandSourceText(fNode1, static_cast<int>(BinOp::OR)) + " ? " +
                    operandSourceText(fNode2, static_cast<int>(BinOp::OR)) + " : " +

@@ -292,7 +292,7 @@ std::string OMNode::getAsString() const
                         retVal += (i > 1 ? ", " : "") + parameters[i];
                 }
                 retVal += "){";
-                if (auto expression = getExpression()) retVal += expression->toString();
+                if (auto expression = getExpression()) retVal += OMExpression::statementsText(*expression);
                 retVal += "}";
                 break;
             }
