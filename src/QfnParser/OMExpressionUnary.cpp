@@ -81,8 +81,7 @@ bool OMExpressionUnary::operator==(const OMExpression& other) const
 {
     const auto* unary = dynamic_cast<const OMExpressionUnary*>(&other);
     if (!unary || unary->fUnOp != fUnOp) return false;
-    if (!fNode || !unary->fNode) return fNode == unary->fNode;
-    return fNode->cmpOp_EQ(*unary->fNode);
+    return nodesEqual(fNode, unary->fNode);
 }
 
 // Unlike classes of expression keep an arbitrary but fixed order.
@@ -91,8 +90,7 @@ bool OMExpressionUnary::operator<(const OMExpression& other) const
     const auto* unary = dynamic_cast<const OMExpressionUnary*>(&other);
     if (!unary) return typeid(*this).before(typeid(other));
     if (fUnOp != unary->fUnOp) return fUnOp < unary->fUnOp;
-    if (!fNode || !unary->fNode) return !fNode && unary->fNode;
-    return fNode->cmpOp_LT(*unary->fNode);
+    return nodesLess(fNode, unary->fNode);
 }
 
 bool OMExpressionUnary::scanForLocalVariables(const std::shared_ptr<FunctionSignature>& functionSignature,
