@@ -41,11 +41,9 @@ void OMStored::parseExpressionList_yielding(const std::shared_ptr<Task>& task, b
                 case 0:
                     s.stream = stream;
                     s.c = ParserLexer::kNoChar;
+                    s.fState = kFinished;
+                    SANITY_CHECK(s.stream);
                     s.fState = SKIP;
-                    if (!s.stream) {
-                        LOG_ERROR("SANITY_CHECK failed: 'stream' evaluates to false");
-                        s.fState = kFinished;
-                    }
                     break;
                     YIELDING_CALL(SKIP, ParserLexer::skipSpace_yielding(task, s.c, s.stream, false));
                 case resumeAfter(SKIP):

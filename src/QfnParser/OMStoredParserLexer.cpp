@@ -56,10 +56,7 @@ void OMStored::parseChars_yielding(const std::shared_ptr<Task>& task, bool& retV
                     s.stream = stream;
                     s.chars = chars;
                     s.fState = kFinished;
-                    if (!s.stream) {
-                        LOG_ERROR("SANITY_CHECK failed: 'stream' evaluates to false");
-                        break;
-                    }
+                    SANITY_CHECK(s.stream);
                     s.startPos = s.stream->getPos();
                     s.fState = READ;
                     break;
@@ -114,10 +111,7 @@ void OMStored::parseKeyword_yielding(const std::shared_ptr<Task>& task, bool& re
                     s.stream = stream;
                     s.keyword = keyword;
                     s.fState = kFinished;
-                    if (!s.stream) {
-                        LOG_ERROR("SANITY_CHECK failed: 'stream' evaluates to false");
-                        break;
-                    }
+                    SANITY_CHECK(s.stream);
                     s.startPos = s.stream->getPos();
                     s.fState = MATCH_CHARS;
                     break;
@@ -324,11 +318,9 @@ void readQuoted_yielding(const std::shared_ptr<Task>& task, bool& success, std::
                 case 0:
                     s.stream = stream;
                     s.quote = quote;
+                    s.fState = kFinished;
+                    SANITY_CHECK(s.stream);
                     s.fState = READ;
-                    if (!s.stream) {
-                        LOG_ERROR("SANITY_CHECK failed: 'stream' evaluates to false");
-                        s.fState = kFinished;
-                    }
                     break;
                     YIELDING_CALL(READ, readChar_yielding(task, s.c, s.stream));
                 case resumeAfter(READ):
@@ -382,8 +374,9 @@ void readName_yielding(const std::shared_ptr<Task>& task, std::string& name,
                 case 0:
                     s.stream = stream;
                     s.kind = kind;
-                    s.fState = s.stream ? READ : kFinished;
-                    if (!s.stream) LOG_ERROR("SANITY_CHECK failed: 'stream' evaluates to false");
+                    s.fState = kFinished;
+                    SANITY_CHECK(s.stream);
+                    s.fState = READ;
                     break;
                     YIELDING_CALL(READ, readChar_yielding(task, s.c, s.stream));
                 case resumeAfter(READ):
@@ -455,8 +448,9 @@ void readHereDoc_yielding(const std::shared_ptr<Task>& task, bool& success, std:
             switch (s.fState) {
                 case 0:
                     s.stream = stream;
-                    s.fState = s.stream ? SKIP_SPACES : kFinished;
-                    if (!s.stream) LOG_ERROR("SANITY_CHECK failed: 'stream' evaluates to false");
+                    s.fState = kFinished;
+                    SANITY_CHECK(s.stream);
+                    s.fState = SKIP_SPACES;
                     break;
                     YIELDING_CALL(SKIP_SPACES, readChar_yielding(task, s.c, s.stream));
                 case resumeAfter(SKIP_SPACES):
