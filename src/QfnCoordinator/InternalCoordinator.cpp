@@ -48,6 +48,19 @@ int64_t InternalCoordinator::fEventLoopSleepMicroseconds = 1000;
 int64_t InternalCoordinator::fInternalCoordinatorTimesliceMicroseconds = 10000;
 int64_t InternalCoordinator::fDefaultTimeoutMicroseconds = 10000000;
 int64_t InternalCoordinator::fRemoteTimeoutMicroseconds = 2000000;
+int64_t InternalCoordinator::fInterCoordinatorPipeWaitTimeMicroseconds = 7000000;
+int64_t InternalCoordinator::fInterCoordinatorTestTimeMicroseconds = 7000000;
+int64_t InternalCoordinator::fMaxWaitMessageDropMicroseconds = 300000000;
+int64_t InternalCoordinator::fMaxWaitPipeReappearMicroseconds = 1000000;
+int64_t InternalCoordinator::fSleepWaitForPipeMicroseconds = 1000000;
+int64_t InternalCoordinator::fSleepStalledPipeMicroseconds = 1000;
+int64_t InternalCoordinator::fKillStalledPipeMicroseconds = 5000000;
+int64_t InternalCoordinator::fTestTimeoutMicroseconds = 10000000;
+int64_t InternalCoordinator::fQuitReflectorEventLoopForTestsMicroseconds = 2000000;
+std::string InternalCoordinator::fDefaultEngine;
+std::string InternalCoordinator::fPipeFolderPath;
+std::string InternalCoordinator::fSessionDataFolderPath;
+std::map<std::string, InternalCoordinator::DataRequestCallBack> InternalCoordinator::fDataRequestCallBacks;
 
 namespace {
 const std::shared_ptr<Task> kNoTask;
@@ -185,7 +198,11 @@ std::shared_ptr<OMScope> InternalCoordinator::getCoordinatorScope()
     return fCoordinatorScope;
 }
 
-void InternalCoordinator::releaseCoordinatorScope() { fCoordinatorScope.reset(); }
+void InternalCoordinator::releaseCoordinatorScope()
+{
+    fCoordinatorScope.reset();
+    clearDataRequestCallBacks();
+}
 
 std::shared_ptr<OMScope> InternalCoordinator::scopeFactory()
 {

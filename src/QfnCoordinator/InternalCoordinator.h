@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -16,6 +17,7 @@ namespace Qfn {
 
 class Task;
 class OMScope;
+class OMStored;
 class InputStream;
 class OutputStream;
 
@@ -80,6 +82,24 @@ public:
     static bool isMainCoordinator();
     static const std::shared_ptr<Task>& getMainTask();
 
+    // The map sysInfo() gives scripts: settings, folders, build and platform.
+    static std::shared_ptr<OMStored> buildSysInfo();
+    // The coordinator's folders under the user data folder, each made on first use.
+    static const std::string& getPipeFolderPath();
+    static const std::string& getSessionDataFolderPath();
+    static std::string getSessionDataPath();
+
+    // The functions that answer data requests, by callBack ID.
+    struct DataRequestCallBack {
+        std::shared_ptr<OMScope> fScope;
+        std::shared_ptr<OMStored> fCallBackFunction;
+        std::string fName;
+    };
+    static bool setDataRequestCallBack(const std::shared_ptr<OMScope>& scope, const std::string& callBackID,
+                                       const std::shared_ptr<OMStored>& callBackFunction, const std::string& name);
+    static const DataRequestCallBack* getDataRequestCallBack(const std::string& callBackID);
+    static void clearDataRequestCallBacks();
+
     // Settings.
     static int64_t getEventLoopMicroseconds() { return fEventLoopMicroseconds; }
     static int64_t getEventLoopSleepMicroseconds() { return fEventLoopSleepMicroseconds; }
@@ -87,6 +107,17 @@ public:
     static int64_t getDelayQuitMicroseconds() { return fDelayQuitMicroseconds; }
     static int64_t getDefaultTimeoutMicroseconds() { return fDefaultTimeoutMicroseconds; }
     static int64_t getRemoteTimeoutMicroseconds() { return fRemoteTimeoutMicroseconds; }
+    static int64_t getInterCoordinatorPipeWaitTimeMicroseconds() { return fInterCoordinatorPipeWaitTimeMicroseconds; }
+    static int64_t getInterCoordinatorTestTimeMicroseconds() { return fInterCoordinatorTestTimeMicroseconds; }
+    static int64_t getMaxWaitMessageDropMicroseconds() { return fMaxWaitMessageDropMicroseconds; }
+    static int64_t getMaxWaitPipeReappearMicroseconds() { return fMaxWaitPipeReappearMicroseconds; }
+    static int64_t getSleepWaitForPipeMicroseconds() { return fSleepWaitForPipeMicroseconds; }
+    static int64_t getSleepStalledPipeMicroseconds() { return fSleepStalledPipeMicroseconds; }
+    static int64_t getKillStalledPipeMicroseconds() { return fKillStalledPipeMicroseconds; }
+    static int64_t getTestTimeoutMicroseconds() { return fTestTimeoutMicroseconds; }
+    static int64_t getQuitReflectorEventLoopForTestsMicroseconds() { return fQuitReflectorEventLoopForTestsMicroseconds; }
+    static const std::string& getDefaultEngine() { return fDefaultEngine; }
+    static const std::string& getRemoteCoordinatorURL() { return fRemoteCoordinatorURL; }
     static int64_t getConsoleEcho() { return fConsoleEcho; }
     // The prompt at nest level 0, the continuation prompt at any other.
     static const std::string& getPrompt(int level) { return level == 0 ? fPrompt : fPromptContinuation; }
@@ -197,6 +228,19 @@ private:
     static int64_t fInternalCoordinatorTimesliceMicroseconds;
     static int64_t fDefaultTimeoutMicroseconds;
     static int64_t fRemoteTimeoutMicroseconds;
+    static int64_t fInterCoordinatorPipeWaitTimeMicroseconds;
+    static int64_t fInterCoordinatorTestTimeMicroseconds;
+    static int64_t fMaxWaitMessageDropMicroseconds;
+    static int64_t fMaxWaitPipeReappearMicroseconds;
+    static int64_t fSleepWaitForPipeMicroseconds;
+    static int64_t fSleepStalledPipeMicroseconds;
+    static int64_t fKillStalledPipeMicroseconds;
+    static int64_t fTestTimeoutMicroseconds;
+    static int64_t fQuitReflectorEventLoopForTestsMicroseconds;
+    static std::string fDefaultEngine;
+    static std::string fPipeFolderPath;
+    static std::string fSessionDataFolderPath;
+    static std::map<std::string, DataRequestCallBack> fDataRequestCallBacks;
 };
 
 }  // namespace Qfn

@@ -91,15 +91,70 @@ void OMExpressionLValueToken::get_yielding(const std::shared_ptr<Task>& task,
     }
 }
 
+OMExpressionLValueToken::PlainBuiltin OMExpressionLValueToken::plainBuiltin(Token token)
+{
+    switch (token) {
+        case Token::_abs: return &OMExpressionLValueToken::ftn_abs;
+        case Token::_sqr: return &OMExpressionLValueToken::ftn_sqr;
+        case Token::_sqrt: return &OMExpressionLValueToken::ftn_sqrt;
+        case Token::_isNaN: return &OMExpressionLValueToken::ftn_isNaN;
+        case Token::_parseFloat: return &OMExpressionLValueToken::ftn_parseFloat;
+        case Token::_parseInt: return &OMExpressionLValueToken::ftn_parseInt;
+        case Token::_toString: return &OMExpressionLValueToken::ftn_toString;
+        case Token::_stringify: return &OMExpressionLValueToken::ftn_stringify;
+        case Token::_toLowerCase: return &OMExpressionLValueToken::ftn_toLowerCase;
+        case Token::_toUpperCase: return &OMExpressionLValueToken::ftn_toUpperCase;
+        case Token::_enquote: return &OMExpressionLValueToken::ftn_enquote;
+        case Token::_substr: return &OMExpressionLValueToken::ftn_substr;
+        case Token::_indexOf: return &OMExpressionLValueToken::ftn_indexOf;
+        case Token::_keys: return &OMExpressionLValueToken::ftn_keys;
+        case Token::_size: return &OMExpressionLValueToken::ftn_size;
+        case Token::_push: return &OMExpressionLValueToken::ftn_push;
+        case Token::_pop: return &OMExpressionLValueToken::ftn_pop;
+        case Token::_getEnv: return &OMExpressionLValueToken::ftn_getEnv;
+        case Token::_fileExists: return &OMExpressionLValueToken::ftn_fileExists;
+        case Token::_dirExists: return &OMExpressionLValueToken::ftn_dirExists;
+        case Token::_parentPath: return &OMExpressionLValueToken::ftn_parentPath;
+        case Token::_pathSegmentFromLeft: return &OMExpressionLValueToken::ftn_pathSegmentFromLeft;
+        case Token::_pathSegmentFromRight: return &OMExpressionLValueToken::ftn_pathSegmentFromRight;
+        case Token::_readFile: return &OMExpressionLValueToken::ftn_readFile;
+        case Token::_writeFile: return &OMExpressionLValueToken::ftn_writeFile;
+        case Token::_fileOpen: return &OMExpressionLValueToken::ftn_fileOpen;
+        case Token::_fileClose: return &OMExpressionLValueToken::ftn_fileClose;
+        case Token::_fileRead: return &OMExpressionLValueToken::ftn_fileRead;
+        case Token::_fileWrite: return &OMExpressionLValueToken::ftn_fileWrite;
+        case Token::_logError: return &OMExpressionLValueToken::ftn_logError;
+        case Token::_logWarning: return &OMExpressionLValueToken::ftn_logWarning;
+        case Token::_logNote: return &OMExpressionLValueToken::ftn_logNote;
+        case Token::_logTrace: return &OMExpressionLValueToken::ftn_logTrace;
+        case Token::_quit: return &OMExpressionLValueToken::ftn_quit;
+        case Token::_sysInfo: return &OMExpressionLValueToken::ftn_sysInfo;
+        case Token::_scriptFilePath: return &OMExpressionLValueToken::ftn_scriptFilePath;
+        case Token::_setDataRequestCallBack: return &OMExpressionLValueToken::ftn_setDataRequestCallBack;
+        default: return nullptr;
+    }
+}
+
 // The library of built-in functions is dispatched here by token. A name without an
-// implementation fails as an unknown function does.
+// implementation (the messaging ones, until messages exist) fails as an unknown function does.
 void OMExpressionLValueToken::callBuiltin_yielding(const std::shared_ptr<Task>& task,
-                                                   std::shared_ptr<IOMNode>& retVal, AccessType,
-                                                   const std::shared_ptr<OMScope>&,
-                                                   OMExpressionLValueResolution&,
-                                                   const std::shared_ptr<IOMNode>&)
+                                                   std::shared_ptr<IOMNode>& retVal, AccessType accessType,
+                                                   const std::shared_ptr<OMScope>& scope,
+                                                   OMExpressionLValueResolution& resolution,
+                                                   const std::shared_ptr<IOMNode>& optionalNewValue)
 {
     struct LocalVariableState : virtual OMFunctionState {};
+    enum : unsigned {
+        LENGTH = 1,
+        OUTPUT,
+        STD_IN,
+        EXIT,
+        YIELD,
+        EVAL,
+        EVAL_SCRIPT,
+        PARSE_SCRIPT,
+        REFERENCE,
+    };
 
     try {
         YieldingFrame<LocalVariableState> frame(task);
@@ -109,7 +164,47 @@ void OMExpressionLValueToken::callBuiltin_yielding(const std::shared_ptr<Task>& 
             switch (s.fState) {
                 case 0:
                     s.fState = kFinished;
-                    LOG_ERROR(std::string("function not found: ") + OMStored::tokenToStr(fToken));
+                    if (PlainBuiltin builtin = plainBuiltin(fToken)) {
+                        retVal = (this->*builtin)(accessType, scope, resolution);
+                        break;
+                    }
+                    switch (fToken) {
+                        case Token::_length: s.fState = LENGTH; break;
+                        case Token::_output: s.fState = OUTPUT; break;
+                        case Token::_stdIn: s.fState = STD_IN; break;
+                        case Token::_exit: s.fState = EXIT; break;
+                        case Token::_yield: s.fState = YIELD; break;
+                        case Token::_eval: s.fState = EVAL; break;
+                        case Token::_evalScript: s.fState = EVAL_SCRIPT; break;
+                        case Token::_parseScript: s.fState = PARSE_SCRIPT; break;
+                        case Token::_reference: s.fState = REFERENCE; break;
+                        default:
+                            LOG_ERROR(std::string("function not found: ") + OMStored::tokenToStr(fToken));
+                            break;
+                    }
+                    break;
+                    YIELDING_CALL(LENGTH, ftn_length_yielding(task, retVal, accessType, scope, resolution));
+                    YIELDING_CALL(OUTPUT, ftn_output_yielding(task, retVal, accessType, scope, resolution));
+                    YIELDING_CALL(STD_IN, ftn_stdIn_yielding(task, retVal, accessType, scope, resolution));
+                    YIELDING_CALL(EXIT, ftn_exit_yielding(task, retVal, accessType, scope, resolution));
+                    YIELDING_CALL(YIELD, ftn_yield_yielding(task, retVal, accessType, scope, resolution));
+                    YIELDING_CALL(EVAL, ftn_eval_yielding(task, retVal, accessType, scope, resolution));
+                    YIELDING_CALL(EVAL_SCRIPT,
+                                  ftn_evalScript_yielding(task, retVal, accessType, scope, resolution));
+                    YIELDING_CALL(PARSE_SCRIPT,
+                                  ftn_parseScript_yielding(task, retVal, accessType, scope, resolution));
+                    YIELDING_CALL(REFERENCE, ftn_reference_yielding(task, retVal, accessType, scope, resolution,
+                                                                    optionalNewValue));
+                case resumeAfter(LENGTH):
+                case resumeAfter(OUTPUT):
+                case resumeAfter(STD_IN):
+                case resumeAfter(EXIT):
+                case resumeAfter(YIELD):
+                case resumeAfter(EVAL):
+                case resumeAfter(EVAL_SCRIPT):
+                case resumeAfter(PARSE_SCRIPT):
+                case resumeAfter(REFERENCE):
+                    s.fState = kFinished;
                     break;
             }
         } while (frame.keepGoing());

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "QfnParser/OMExpressionLValue.h"
+#include "QfnParser/OMExpressionLValueResolution.h"
 #include "QfnParser/Token.h"
 
 namespace Qfn {
@@ -24,6 +25,79 @@ public:
 
     Token getToken() const { return fToken; }
 
+    // A misuse of a built-in goes to the script-error log (when that log is on); the script goes on.
+    static void reportScriptError(const std::string& text);
+
+    // The plain built-ins: each starts from a fresh Undefined and never suspends.
+    using PlainBuiltin = std::shared_ptr<IOMNode> (OMExpressionLValueToken::*)(
+        AccessType, const std::shared_ptr<OMScope>&, OMExpressionLValueResolution&) const;
+#define QFN_PLAIN_BUILTIN(NAME)                                                                  \
+    std::shared_ptr<IOMNode> ftn_##NAME(AccessType accessType, const std::shared_ptr<OMScope>& scope, \
+                                        OMExpressionLValueResolution& resolution) const
+    // Numbers.
+    QFN_PLAIN_BUILTIN(abs);
+    QFN_PLAIN_BUILTIN(sqr);
+    QFN_PLAIN_BUILTIN(sqrt);
+    QFN_PLAIN_BUILTIN(isNaN);
+    QFN_PLAIN_BUILTIN(parseFloat);
+    QFN_PLAIN_BUILTIN(parseInt);
+    // Text.
+    QFN_PLAIN_BUILTIN(toString);
+    QFN_PLAIN_BUILTIN(stringify);
+    QFN_PLAIN_BUILTIN(toLowerCase);
+    QFN_PLAIN_BUILTIN(toUpperCase);
+    QFN_PLAIN_BUILTIN(enquote);
+    QFN_PLAIN_BUILTIN(substr);
+    QFN_PLAIN_BUILTIN(indexOf);
+    // Arrays and maps.
+    QFN_PLAIN_BUILTIN(keys);
+    QFN_PLAIN_BUILTIN(size);
+    QFN_PLAIN_BUILTIN(push);
+    QFN_PLAIN_BUILTIN(pop);
+    // Environment, paths and files.
+    QFN_PLAIN_BUILTIN(getEnv);
+    QFN_PLAIN_BUILTIN(fileExists);
+    QFN_PLAIN_BUILTIN(dirExists);
+    QFN_PLAIN_BUILTIN(parentPath);
+    QFN_PLAIN_BUILTIN(pathSegmentFromLeft);
+    QFN_PLAIN_BUILTIN(pathSegmentFromRight);
+    QFN_PLAIN_BUILTIN(readFile);
+    QFN_PLAIN_BUILTIN(writeFile);
+    QFN_PLAIN_BUILTIN(fileOpen);
+    QFN_PLAIN_BUILTIN(fileClose);
+    QFN_PLAIN_BUILTIN(fileRead);
+    QFN_PLAIN_BUILTIN(fileWrite);
+    // Logging and the coordinator.
+    QFN_PLAIN_BUILTIN(logError);
+    QFN_PLAIN_BUILTIN(logWarning);
+    QFN_PLAIN_BUILTIN(logNote);
+    QFN_PLAIN_BUILTIN(logTrace);
+    QFN_PLAIN_BUILTIN(quit);
+    QFN_PLAIN_BUILTIN(sysInfo);
+    QFN_PLAIN_BUILTIN(scriptFilePath);
+    QFN_PLAIN_BUILTIN(setDataRequestCallBack);
+#undef QFN_PLAIN_BUILTIN
+
+    // The built-ins that may suspend their task.
+#define QFN_YIELDING_BUILTIN(NAME)                                                                    \
+    void ftn_##NAME##_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,    \
+                               AccessType accessType, const std::shared_ptr<OMScope>& scope,           \
+                               OMExpressionLValueResolution& resolution) const
+    QFN_YIELDING_BUILTIN(length);
+    QFN_YIELDING_BUILTIN(output);
+    QFN_YIELDING_BUILTIN(stdIn);
+    QFN_YIELDING_BUILTIN(exit);
+    QFN_YIELDING_BUILTIN(yield);
+    QFN_YIELDING_BUILTIN(eval);
+    QFN_YIELDING_BUILTIN(evalScript);
+    QFN_YIELDING_BUILTIN(parseScript);
+#undef QFN_YIELDING_BUILTIN
+    // The only built-in that is also an assignment target: assignNode is the value to write.
+    void ftn_reference_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                                AccessType accessType, const std::shared_ptr<OMScope>& scope,
+                                OMExpressionLValueResolution& resolution,
+                                const std::shared_ptr<IOMNode>& assignNode) const;
+
 protected:
     std::string linkText() const override;
     bool linkEqual(const OMExpressionLValue& other) const override;
@@ -31,6 +105,14 @@ protected:
     uint64_t linkHash() const override;
 
 private:
+    // eval and evalScript share their set-up and differ in what they run.
+    void evalOrEvalScript_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                                   const std::shared_ptr<OMScope>& scope,
+                                   OMExpressionLValueResolution& resolution, bool isScriptFile) const;
+    static PlainBuiltin plainBuiltin(Token token);
+    // True when the call has at least `count` arguments; otherwise reports "insufficient arguments".
+    static bool requireArguments(const OMExpressionLValueResolution& resolution, uint64_t count);
+
     OMExpressionLValueToken(std::shared_ptr<IOMNode> parent, Token token)
         : OMExpressionLValue(std::move(parent)), fToken(token)
     {

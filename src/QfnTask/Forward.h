@@ -5,5 +5,6 @@ class Task;
 class MainTaskTimesliceTask;
 struct OMFunctionState;
 class InputStream;
+class OutputStream;
 class IOMNode;
 }  // namespace Qfn

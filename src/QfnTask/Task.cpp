@@ -224,6 +224,23 @@ std::shared_ptr<InputStream> Task::getInputStream()
     return retVal;
 }
 
+std::shared_ptr<OutputStream> Task::getOutputStream()
+{
+    std::shared_ptr<OutputStream> retVal;
+    try {
+        do {
+            for (std::shared_ptr<Task> task = shared_from_this(); task && !retVal; task = task->getParentTask()) {
+                if (auto prompted = std::dynamic_pointer_cast<IOStreamPrompted>(task->fInputStream))
+                    retVal = prompted->getOutputStream();
+            }
+            if (!retVal) retVal = InternalCoordinator::outputStreamFactory();
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
 std::shared_ptr<IOMNode> Task::getRetValNode()
 {
     std::shared_ptr<IOMNode> retVal;

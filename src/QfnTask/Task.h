@@ -27,6 +27,9 @@ public:
     virtual void exit();
     virtual void forceTimesliceCompleted();
     virtual std::shared_ptr<InputStream> getInputStream();
+    // Where the task's scripts write: the output side of the nearest prompted stream of the task or
+    // its parents, else the coordinator's standard output. Never makes a console stream.
+    virtual std::shared_ptr<OutputStream> getOutputStream();
     virtual bool getIsExitRequested() const { return fIsExitRequested; }
     virtual bool getIsRunningTimeslice() const { return fIsRunningTimeslice; }
     virtual bool getIsTaskCompleted() const { return fIsTaskCompleted; }
