@@ -204,8 +204,9 @@ std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_readFile(AccessType, const
             if (!path.empty() && path[0] != Dirs::kSeparator && !curScriptFilePath.empty())
                 path = Dirs::getParentPath(curScriptFilePath) + path;
             LOG_NOTE(Utils::stringWithFormat("reading %s", path.c_str()));
+            // Only a regular file: a device or a pipe could be endless.
             std::string contents;
-            if (!Dirs::slurpFile(path, contents)) {
+            if (!Dirs::fileExists(path) || !Dirs::slurpFile(path, contents)) {
                 reportScriptError("cannot read " + path);
                 break;
             }

@@ -7,6 +7,7 @@
 #include "QfnLogger/Check.h"
 #include "QfnObject/Object.h"
 #include "QfnParser/OMScope.h"
+#include "QfnParser/OpenedFile.h"
 #include "QfnUtils/Pipes.h"
 #include "QfnUtils/Signals.h"
 #include "QfnUtils/Utils.h"
@@ -104,6 +105,8 @@ int main(int argc, char** argv)
             InternalCoordinator::releaseCoordinatorScope();
             InternalCoordinator::releaseSingleton();
             Pipes::closeAll();
+            // Files a script left open are flushed and closed before the process ends.
+            OpenedFile::closeAll();
             EXPECTED(Object::getObjectCount() == 0);
             coordinatorScope.reset();
         } while (false);
