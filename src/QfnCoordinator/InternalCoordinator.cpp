@@ -27,6 +27,7 @@ int InternalCoordinator::fIsMainCoordinator = 0;
 
 std::string InternalCoordinator::fCoordinatorName = "net.quillfern.coordinator.main";
 std::string InternalCoordinator::fCoordinatorShortName;
+std::string InternalCoordinator::fNodeIniSuffix;
 std::string InternalCoordinator::fScriptFilePath;
 std::string InternalCoordinator::fStartupScriptFilePath;
 std::string InternalCoordinator::fPrompt = "> ";
@@ -58,6 +59,10 @@ int64_t InternalCoordinator::fKillStalledPipeMicroseconds = 5000000;
 int64_t InternalCoordinator::fTestTimeoutMicroseconds = 10000000;
 int64_t InternalCoordinator::fQuitReflectorEventLoopForTestsMicroseconds = 2000000;
 std::string InternalCoordinator::fDefaultEngine;
+std::string InternalCoordinator::fIpcMessageLogFile;
+int64_t InternalCoordinator::fScanActiveSiblingsIntervalMicroseconds = 100000;
+int64_t InternalCoordinator::fScanConfigSiblingsIntervalMicroseconds = 5000000;
+int64_t InternalCoordinator::fScanNamedPipeSiblingsIntervalMicroseconds = 100000;
 std::string InternalCoordinator::fPipeFolderPath;
 std::string InternalCoordinator::fSessionDataFolderPath;
 std::map<std::string, InternalCoordinator::DataRequestCallBack> InternalCoordinator::fDataRequestCallBacks;
@@ -99,6 +104,7 @@ void InternalCoordinator::deleter(InternalCoordinator* internalCoordinator)
                 internalCoordinator->fMessageQueue.clear();
             }
             internalCoordinator->fMainTask.reset();
+            internalCoordinator->fConsoleTask.reset();
             internalCoordinator->fGatewaySendMethod = nullptr;
             fLaunchArgs.clear();
             SANITY_CHECK(internalCoordinator->deregisterPendingTasks());
@@ -389,16 +395,6 @@ bool InternalCoordinator::monitorNamedPipe() { return true; }
 bool InternalCoordinator::processMessageQueues() { return true; }
 
 bool InternalCoordinator::destroyNamedPipe() { return true; }
-
-bool InternalCoordinator::destroySessionData() { return true; }
-
-bool InternalCoordinator::writeSessionData() { return true; }
-
-bool InternalCoordinator::publishMyPid() { return true; }
-
-bool InternalCoordinator::verifyMyPublishedPid() { return true; }
-
-bool InternalCoordinator::restoreMyPid() { return true; }
 
 bool InternalCoordinator::deregisterPendingTasks() { return true; }
 

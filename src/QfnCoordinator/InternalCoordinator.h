@@ -4,6 +4,8 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <set>
+#include <unordered_map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -18,6 +20,7 @@ namespace Qfn {
 class Task;
 class OMScope;
 class OMStored;
+class Ini;
 class InputStream;
 class OutputStream;
 
@@ -48,6 +51,24 @@ public:
     static bool registerTests();
     static bool deregisterTests();
     static bool startMainTask();
+    static bool readNodeName();
+    static bool runStartupScript();
+    static bool startConsole();
+    // Host names and their addresses in both directions; the names that mean this machine.
+    static bool registerHostName(const std::string& hostName, const std::string& ipAddress);
+    static bool registerLocalHostName(const std::string& hostName);
+    static bool isLocalHost(const std::string& hostName);
+    static const std::string& getHostAddress(const std::string& hostName);
+    // The alias tables of the configuration's urlMap and coordinatorMap sections: a name that is
+    // no alias comes back unchanged.
+    static bool registerUrlAlias(const std::string& alias, const std::string& url);
+    static std::string resolveUrlAlias(const std::string& url);
+    static bool registerCoordinatorAlias(const std::string& alias, const std::string& coordinatorName);
+    static std::string resolveCoordinatorAlias(const std::string& coordinatorName);
+    static void clearHostNamesAndAliases();
+    // "." and the node name from the environment, or empty: picks the per-node variants of ini entries.
+    static const std::string& getQuillfernNodeIniSuffix() { return fNodeIniSuffix; }
+    static void setQuillfernNodeIniSuffix(const std::string& suffix) { fNodeIniSuffix = suffix; }
     // The root scope of the coordinator's own scripts, made on first use.
     static std::shared_ptr<OMScope> getCoordinatorScope();
     static void releaseCoordinatorScope();
@@ -81,6 +102,24 @@ public:
     static const std::string& getName() { return fCoordinatorName; }
     static bool isMainCoordinator();
     static const std::shared_ptr<Task>& getMainTask();
+
+    // The configuration stack: config.ini, then the -c file on top of it.
+    static bool processConfigStack();
+    static bool setConfigPlaceholders(const std::shared_ptr<Ini>& ini);
+    static bool pushConfigFile(const std::string& iniFilePath);
+    static std::string getEntryFromConfigStack(const std::string& section, const std::string& key,
+                                               const std::string& defaultValue);
+    // One map per file of the stack: its sections with their entries.
+    static std::shared_ptr<OMStored> getConfigStackData();
+    static const std::vector<std::shared_ptr<Ini>>& getConfigStack() { return fConfigStack; }
+    static void clearConfigStack();
+    static const std::string& getSysConfigFolderPath();
+    static const std::string& getSysConfigIniPath();
+    static bool setDefaultEngine(const std::string& defaultEngine);
+    static const std::string& getIpcMessageLogFile() { return fIpcMessageLogFile; }
+    static int64_t getScanActiveSiblingsIntervalMicroseconds() { return fScanActiveSiblingsIntervalMicroseconds; }
+    static int64_t getScanConfigSiblingsIntervalMicroseconds() { return fScanConfigSiblingsIntervalMicroseconds; }
+    static int64_t getScanNamedPipeSiblingsIntervalMicroseconds() { return fScanNamedPipeSiblingsIntervalMicroseconds; }
 
     // The map sysInfo() gives scripts: settings, folders, build and platform.
     static std::shared_ptr<OMStored> buildSysInfo();
@@ -148,16 +187,20 @@ public:
     bool setGatewaySendMethod(GatewaySendMethod sendMethod);
     bool deregisterObject() override;
 
-    // Parts of the round whose subsystems (named pipes, session data, message routing) are not yet
-    // built: each does nothing and reports success.
+    // Parts of the round whose subsystems (named pipes, message routing) are not yet built: each
+    // does nothing and reports success.
     bool monitorNamedPipe();
     bool processMessageQueues();
     bool destroyNamedPipe();
+    // The files that tell other processes this coordinator is alive: its pid file and its session
+    // data (the sysInfo map), in the session data folder.
     bool destroySessionData();
     bool writeSessionData();
     bool publishMyPid();
     bool verifyMyPublishedPid();
     bool restoreMyPid();
+    // The pid published under a name when that process still runs, else 0.
+    static unsigned long getPublishedPid(const std::string& coordinatorName);
     bool deregisterPendingTasks();
     std::string getNamedPipePath() const;
 
@@ -165,6 +208,8 @@ public:
     uint64_t getTimesliceRoundsCompleted() const { return fTimesliceRoundsCompleted; }
     uint32_t getEventLoopRounds() const { return fEventLoopRounds; }
     bool getInRoundBody() const { return fInRoundBody; }
+    // Ends the process once the console's script has ended, unless it serves on (-s).
+    bool checkConsoleCompletion();
 
     static constexpr const char* kVersion = "0.1.1";
     static constexpr int kBuildNumber = 1;
@@ -174,6 +219,7 @@ private:
 
     // Members of the singleton.
     std::shared_ptr<Task> fMainTask;
+    std::shared_ptr<Task> fConsoleTask;
     bool fInRoundBody = false;
     bool fIsInitDone = false;
     int fIsProcessingMessageQueue = 0;
@@ -207,6 +253,15 @@ private:
 
     static std::string fCoordinatorName;
     static std::string fCoordinatorShortName;
+    static std::string fNodeIniSuffix;
+    static bool fIsPidPublished;
+    static int64_t fVerifiedPidFileTime;
+    static std::string fPidFilePath;
+    static std::set<std::string> fLocalHostNames;
+    static std::map<std::string, std::set<std::string>> fHostsByName;
+    static std::map<std::string, std::set<std::string>> fNamesByHost;
+    static std::map<std::string, std::string> fUrlAliases;
+    static std::unordered_map<uint64_t, std::string> fCoordinatorAliases;
     static std::string fScriptFilePath;
     static std::string fStartupScriptFilePath;
     static std::string fPrompt;
@@ -238,6 +293,13 @@ private:
     static int64_t fTestTimeoutMicroseconds;
     static int64_t fQuitReflectorEventLoopForTestsMicroseconds;
     static std::string fDefaultEngine;
+    static std::string fIpcMessageLogFile;
+    static std::string fSysConfigFolderPath;
+    static std::string fSysConfigIniPath;
+    static std::vector<std::shared_ptr<Ini>> fConfigStack;
+    static int64_t fScanActiveSiblingsIntervalMicroseconds;
+    static int64_t fScanConfigSiblingsIntervalMicroseconds;
+    static int64_t fScanNamedPipeSiblingsIntervalMicroseconds;
     static std::string fPipeFolderPath;
     static std::string fSessionDataFolderPath;
     static std::map<std::string, DataRequestCallBack> fDataRequestCallBacks;

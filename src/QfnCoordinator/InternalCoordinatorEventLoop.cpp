@@ -9,6 +9,7 @@
 #include "QfnTask/YieldingFrame.h"
 #include "QfnUtils/Clock.h"
 #include "QfnUtils/Pipes.h"
+#include "QfnUtils/Process.h"
 #include "QfnUtils/Signals.h"
 
 namespace Qfn {
@@ -281,6 +282,10 @@ void InternalCoordinator::timeslice_yielding(const std::shared_ptr<Task>& task, 
                     ++fTimesliceCount;
                     s.result = handleMessagingTimeslice();
                     EXPECTED(s.result);
+                    s.result = checkConsoleCompletion();
+                    EXPECTED(s.result);
+                    // Children this process launched never stay zombies.
+                    Process::reapChildren();
                     if (getIsReportSessionData()) {
                         writeSessionData();
                         s.fState = SCAN_ACTIVE_SIBLINGS;

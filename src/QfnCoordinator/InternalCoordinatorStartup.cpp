@@ -1,10 +1,21 @@
 #include <cstdio>
 #include <map>
 
+#include <unistd.h>
+
+#include <cstdlib>
+
 #include "QfnCoordinator/InternalCoordinator.h"
 #include "QfnLogger/Check.h"
+#include "QfnParser/IOStreamPrompted.h"
+#include "QfnParser/OMScope.h"
+#include "QfnParser/OMStored.h"
+#include "QfnTask/EvalScriptTask.h"
 #include "QfnTask/MainTaskTimesliceTask.h"
+#include "QfnTask/ParseAndEvalStreamTask.h"
 #include "QfnTask/Task.h"
+#include "QfnUtils/Dirs.h"
+#include "QfnUtils/Process.h"
 #include "QfnUtils/Utils.h"
 
 namespace Qfn {
@@ -45,7 +56,9 @@ bool InternalCoordinator::init(int argc, char** argv)
     bool retVal = false;
     try {
         do {
+            SANITY_CHECK(readNodeName());
             SANITY_CHECK(defaultConfig());
+            SANITY_CHECK(Process::init(fIsEmbedded));
             SANITY_CHECK(parseCommandLineArgs(argc, argv));
             SANITY_CHECK(registerObjectClasses());
             SANITY_CHECK(registerTests());
@@ -56,10 +69,28 @@ bool InternalCoordinator::init(int argc, char** argv)
             ASSIGN_TYPED(InternalCoordinator, internalCoordinator, internalCoordinatorObj);
             SANITY_CHECK(internalCoordinator->destroyNamedPipe());
             fIsStarted = true;
+            // A version request ends here: nothing is published, nothing runs.
+            if (fIsTerminating) {
+                retVal = true;
+                break;
+            }
+            unsigned long processId = getPublishedPid(fCoordinatorName);
+            if (Log::getLogLevel() >= 3) LOG_NOTE(Utils::stringWithFormat("processId = %ld", static_cast<long>(processId)));
+            // Another live process holds this name: this one does not start.
+            if (processId != 0 && processId != static_cast<unsigned long>(::getpid()) &&
+                Process::isRunning(processId, fCoordinatorName)) {
+                LOG_ERROR("SANITY_CHECK failed: 'processId == 0 || ! Process::isRunning(processId, fCoordinatorName)' "
+                          "evaluates to false");
+                break;
+            }
             SANITY_CHECK(internalCoordinator->publishMyPid());
             SANITY_CHECK(internalCoordinator->destroySessionData());
             SANITY_CHECK(internalCoordinator->writeSessionData());
             SANITY_CHECK(startMainTask());
+            SANITY_CHECK(runStartupScript());
+            if (fIsInteractive || fReadStdIn || !fScriptFilePath.empty()) {
+                SANITY_CHECK(startConsole());
+            }
             internalCoordinator->fIsInitDone = true;
             retVal = true;
         } while (false);
@@ -67,6 +98,98 @@ bool InternalCoordinator::init(int argc, char** argv)
         LOG_THROWS(e);
     }
     return retVal;
+}
+
+// QUILLFERN_CONFIG_NODE_NAME names this host's node: ini keys with ".<node>" apply to it alone.
+bool InternalCoordinator::readNodeName()
+{
+    bool retVal = false;
+    try {
+        do {
+            fNodeIniSuffix.clear();
+            const char* value = std::getenv("QUILLFERN_CONFIG_NODE_NAME");
+            std::string name = value ? Utils::toLowerCase(value) : "";
+            retVal = true;
+            if (name.empty() || name == "localhost" || name == "127.0.0.1" || name == "::1") break;
+            fNodeIniSuffix = "." + name;
+            SANITY_CHECK(registerLocalHostName(name));
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+// The -F script runs to its end before anything else is served; its result is dropped.
+bool InternalCoordinator::runStartupScript()
+{
+    bool retVal = false;
+    try {
+        do {
+            retVal = true;
+            if (fStartupScriptFilePath.empty()) break;
+            retVal = false;
+            std::shared_ptr<OMStored> result;
+            ASSIGN(result, OMStored::undefinedFactory());
+            std::shared_ptr<OMScope> coordinatorScope = getCoordinatorScope();
+            SANITY_CHECK(coordinatorScope);
+            std::shared_ptr<Task> evalScriptTask =
+                EvalScriptTask::factory(result, coordinatorScope, fStartupScriptFilePath, HandleReturnValue::UNWRAP);
+            SANITY_CHECK(evalScriptTask);
+            if (Log::getLogLevel() >= 3)
+                LOG_NOTE(Utils::stringWithFormat("startup script task started: %s", fStartupScriptFilePath.c_str()));
+            SANITY_CHECK(evalScriptTask->runToCompletion());
+            if (Log::getLogLevel() >= 3)
+                LOG_NOTE(Utils::stringWithFormat("startup script task completed: %s", fStartupScriptFilePath.c_str()));
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+// The read-evaluate loop of the process: the console (-i), standard input (-I, -f -) or a script
+// file (-f). Results are printed on a prompted stream only, that is with -i and -I.
+bool InternalCoordinator::startConsole()
+{
+    bool retVal = false;
+    try {
+        do {
+            ASSIGN_TYPED(InternalCoordinator, internalCoordinator, factory());
+            std::shared_ptr<InputStream> stream;
+            ASSIGN(stream, inputStreamFactory());
+            if (fIsInteractive || fReadStdIn) {
+                ASSIGN(stream, IOStreamPrompted::factory(stream, outputStreamFactory()));
+            }
+            std::shared_ptr<OMScope> coordinatorScope = getCoordinatorScope();
+            SANITY_CHECK(coordinatorScope);
+            if (!fScriptFilePath.empty() && fScriptFilePath != "-") {
+                SANITY_CHECK(coordinatorScope->pushScriptFilePath(fScriptFilePath));
+            }
+            std::shared_ptr<OMStored> result;
+            ASSIGN(result, OMStored::undefinedFactory());
+            std::shared_ptr<Task> consoleTask;
+            ASSIGN(consoleTask, ParseAndEvalStreamTask::factory(result, coordinatorScope, stream));
+            // Input that is not there yet is waited for, never taken as the end.
+            SANITY_CHECK(consoleTask->pushInteractionLevel(AsyncIOType::Async));
+            SANITY_CHECK(Task::startTask(consoleTask));
+            internalCoordinator->fConsoleTask = consoleTask;
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+// When the console's script has ended, so has the process, unless it was asked to serve on.
+bool InternalCoordinator::checkConsoleCompletion()
+{
+    if (!fConsoleTask || !fConsoleTask->getIsTaskCompleted()) return true;
+    fConsoleTask.reset();
+    if (fIsServer) return true;
+    return terminate();
 }
 
 bool InternalCoordinator::startMainTask()
@@ -126,10 +249,30 @@ bool InternalCoordinator::parseCommandLineArgs(int argc, char** argv)
                 switches.erase(coordinatorNameIter);
             }
             if (!nameApplied) break;
-            // TODO(#7): the configuration stack (config.ini, then the -c file) is read here.
-            switches.erase('c');
+            // The configuration stack: config.ini, then the -c file on top of it.
+            clearConfigStack();
+            std::string configFilePath = getSysConfigIniPath();
+            if (Dirs::fileExists(configFilePath)) pushConfigFile(configFilePath);
+            auto configIter = switches.find('c');
+            if (configIter != switches.end()) {
+                if (!configIter->second.empty()) {
+                    // From the working directory, else from the program's folders.
+                    configFilePath = Dirs::fullPath(configIter->second[0]);
+                    if (!Dirs::fileExists(configFilePath)) {
+                        std::string found = Dirs::resolvePartialFilePath(configIter->second[0]);
+                        if (!found.empty()) configFilePath = found;
+                    }
+                    if (Dirs::fileExists(configFilePath)) pushConfigFile(configFilePath);
+                }
+                switches.erase(configIter);
+            }
+            if (!processConfigStack()) {
+                LOG_ERROR("SANITY_CHECK failed: 'processConfigStack()' evaluates to false");
+                break;
+            }
             if (Log::getLogLevel() >= 3) {
                 LOG_NOTE(Utils::stringWithFormat("coordinator name: %s", fCoordinatorName.c_str()));
+                LOG_NOTE(Utils::stringWithFormat("config file: %s", configFilePath.c_str()));
             }
             bool allApplied = true;
             for (auto iter = switches.begin(); iter != switches.end(); ++iter) {
@@ -174,7 +317,7 @@ bool InternalCoordinator::processCmdLineArg(int switchChar, std::vector<std::str
                     break;
                 case 'F':
                     if (!(argumentsValid = argumentsAre(1, false))) break;
-                    fStartupScriptFilePath = switchArgs[0];
+                    fStartupScriptFilePath = Dirs::fullPath(switchArgs[0]);
                     break;
                 case 'I':
                     if (!(argumentsValid = argumentsAre(0, false))) break;
@@ -199,7 +342,7 @@ bool InternalCoordinator::processCmdLineArg(int switchChar, std::vector<std::str
                     break;
                 case 'f':
                     if (!(argumentsValid = argumentsAre(1, false))) break;
-                    fScriptFilePath = switchArgs[0];
+                    fScriptFilePath = switchArgs[0] == "-" ? switchArgs[0] : Dirs::fullPath(switchArgs[0]);
                     break;
                 case 'i':
                     if (!(argumentsValid = argumentsAre(0, false))) break;

@@ -94,8 +94,7 @@ std::shared_ptr<OMStored> InternalCoordinator::buildSysInfo()
             // The prompts stand as string literals, quotes included, as a script would write them.
             SANITY_CHECK(info.set("prompt", Utils::enquoteString(fPrompt, '"')));
             SANITY_CHECK(info.set("promptContinuation", Utils::enquoteString(fPromptContinuation, '"')));
-            // The stack of configuration files comes with configuration; until then it is empty.
-            SANITY_CHECK(info.set("ini", std::shared_ptr<IOMNode>(OMStored::arrayFactory())));
+            SANITY_CHECK(info.set("ini", std::shared_ptr<IOMNode>(getConfigStackData())));
             SANITY_CHECK(info.set("buildDate", std::string(__DATE__)));
             SANITY_CHECK(info.set("buildTime", std::string(__TIME__)));
             SANITY_CHECK(info.set("isEmbedded", fIsEmbedded));

@@ -43,9 +43,11 @@ bool IOStreamPrompted::isEchoing() const
 // A CR goes out as CR LF, a backspace also erases to the end of the line.
 bool IOStreamPrompted::echo(int c)
 {
-    if (c == kCR) return fNestedOutputStream->write("\r\n");
-    if (c == kBackspace) return fNestedOutputStream->write("\b\x1b[K");
-    return fNestedOutputStream->write(std::string(1, static_cast<char>(c)));
+    bool written = false;
+    if (c == kCR) written = fNestedOutputStream->write("\r\n");
+    else if (c == kBackspace) written = fNestedOutputStream->write("\b\x1b[K");
+    else written = fNestedOutputStream->write(std::string(1, static_cast<char>(c)));
+    return written && fNestedOutputStream->flush();
 }
 
 bool IOStreamPrompted::advance()
@@ -118,7 +120,8 @@ bool IOStreamPrompted::write(const std::string& text)
     try {
         do {
             SANITY_CHECK(fNestedOutputStream);
-            retVal = fNestedOutputStream->write(text);
+            // Someone is reading along: what is written shows at once.
+            retVal = fNestedOutputStream->write(text) && fNestedOutputStream->flush();
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);
@@ -153,7 +156,7 @@ bool IOStreamPrompted::sendPromptToOutput(const std::shared_ptr<Task>& task, boo
                 retVal = std::fputs(text.c_str(), stdout) >= 0;
                 std::fflush(stdout);
             } else {
-                retVal = fNestedOutputStream->write(text);
+                retVal = fNestedOutputStream->write(text) && fNestedOutputStream->flush();
             }
         } while (false);
     } catch (std::exception& e) {

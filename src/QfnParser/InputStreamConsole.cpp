@@ -6,6 +6,10 @@
 
 namespace Qfn {
 
+namespace {
+constexpr int kEndOfTransmission = 4;
+}  // namespace
+
 InputStreamConsole::InputStreamConsole() : fMode(static_cast<int>(InternalCoordinator::getConsoleEcho())) {}
 
 std::shared_ptr<InputStreamConsole> InputStreamConsole::factory()
@@ -54,7 +58,8 @@ int InputStreamConsole::getChar()
                     retVal = kNothingYet;
                     break;
                 }
-                if (key < 0) {
+                // Ctrl-D ends the input, as at a shell.
+                if (key < 0 || key == kEndOfTransmission) {
                     fPendingChar = kEndOfInput;
                     setEOF();
                     break;

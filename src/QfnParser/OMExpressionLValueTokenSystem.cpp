@@ -189,6 +189,8 @@ void OMExpressionLValueToken::ftn_output_yielding(const std::shared_ptr<Task>& t
                 case resumeAfter(WRITE):
                     s.fState = kFinished;
                     SANITY_CHECK(s.written);
+                    // What a script writes is seen at once, also when standard output is a file.
+                    s.outputStream->flush();
                     break;
             }
         } while (frame.keepGoing());

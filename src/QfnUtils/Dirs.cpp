@@ -1,24 +1,20 @@
 #include "QfnUtils/Dirs.h"
 
 #include <dirent.h>
-#include <fcntl.h>
-#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/types.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 
+#include "QfnData/Ini.h"
 #include "QfnLogger/Check.h"
+#include "QfnUtils/ChildProcesses.h"
 #include "QfnUtils/Utils.h"
-
-extern char** environ;
 
 namespace Qfn {
 
@@ -51,13 +47,6 @@ bool isRealDir(const std::string& path)
     return ::lstat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
-// The handlers started by launchApp that have not been collected yet.
-std::vector<pid_t>& launchedApps()
-{
-    static std::vector<pid_t>* pids = new std::vector<pid_t>();
-    return *pids;
-}
-
 // The first executable of that name along $PATH; empty when there is none.
 std::string findExecutableInPath(const std::string& name)
 {
@@ -73,40 +62,6 @@ std::string findExecutableInPath(const std::string& name)
     }
     return retVal;
 }
-
-// The spawn attributes of a launched handler: its own session, standard streams on /dev/null.
-class SpawnSetup {
-public:
-    SpawnSetup()
-    {
-        fActionsReady = ::posix_spawn_file_actions_init(&fActions) == 0;
-        fAttributesReady = ::posix_spawnattr_init(&fAttributes) == 0;
-    }
-    ~SpawnSetup()
-    {
-        if (fActionsReady) ::posix_spawn_file_actions_destroy(&fActions);
-        if (fAttributesReady) ::posix_spawnattr_destroy(&fAttributes);
-    }
-    SpawnSetup(const SpawnSetup&) = delete;
-    SpawnSetup& operator=(const SpawnSetup&) = delete;
-
-    bool prepare()
-    {
-        return fActionsReady && fAttributesReady &&
-               ::posix_spawn_file_actions_addopen(&fActions, 0, "/dev/null", O_RDONLY, 0) == 0 &&
-               ::posix_spawn_file_actions_addopen(&fActions, 1, "/dev/null", O_WRONLY, 0) == 0 &&
-               ::posix_spawn_file_actions_addopen(&fActions, 2, "/dev/null", O_WRONLY, 0) == 0 &&
-               ::posix_spawnattr_setflags(&fAttributes, POSIX_SPAWN_SETSID) == 0;
-    }
-    const posix_spawn_file_actions_t* actions() const { return &fActions; }
-    const posix_spawnattr_t* attributes() const { return &fAttributes; }
-
-private:
-    posix_spawn_file_actions_t fActions{};
-    posix_spawnattr_t fAttributes{};
-    bool fActionsReady = false;
-    bool fAttributesReady = false;
-};
 
 struct FileCloser {
     void operator()(FILE* file) const
@@ -532,6 +487,21 @@ int64_t Dirs::fileSize(const std::string& path)
     return retVal;
 }
 
+int64_t Dirs::fileModificationTime(const std::string& path)
+{
+    int64_t retVal = -1;
+    try {
+        do {
+            struct stat info {};
+            if (path.empty() || ::stat(path.c_str(), &info) != 0) break;
+            retVal = static_cast<int64_t>(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
 bool Dirs::mkDir(const std::string& dirPath, DirRecurse recurse, char separator)
 {
     bool retVal = false;
@@ -678,26 +648,34 @@ bool Dirs::writeFile(const std::string& path, const std::string& contents, bool 
     return retVal;
 }
 
-bool Dirs::launchApp(const std::string& appPath)
+std::shared_ptr<Ini> Dirs::readIni(const std::string& iniFilePath)
+{
+    std::shared_ptr<Ini> retVal;
+    try {
+        do {
+            std::string text;
+            if (!fileExists(iniFilePath) || !slurpFile(iniFilePath, text) || text.empty()) {
+                LOG_ERROR(Utils::stringWithFormat("iniFilePath does not exist or is empty: %s",
+                                                  iniFilePath.c_str()));
+                break;
+            }
+            retVal = Ini::factory(text);
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool Dirs::writeIni(const std::string& iniFilePath, const Ini& ini)
 {
     bool retVal = false;
     try {
         do {
-            reapLaunchedApps();
-            SANITY_CHECK(Dirs::exists(appPath));
-            std::string openerPath = findExecutableInPath("xdg-open");
             // clang-format off
-            SANITY_CHECK(! openerPath.empty());
+            SANITY_CHECK(! Dirs::exists(iniFilePath) || Dirs::fileExists(iniFilePath));
             // clang-format on
-            SpawnSetup setup;
-            SANITY_CHECK(setup.prepare());
-            std::string argument = appPath;
-            char* argv[] = {openerPath.data(), argument.data(), nullptr};
-            pid_t pid = 0;
-            const int spawnResult =
-                ::posix_spawn(&pid, openerPath.c_str(), setup.actions(), setup.attributes(), argv, environ);
-            VERIFY(spawnResult == 0);
-            launchedApps().push_back(pid);
+            SANITY_CHECK(writeFile(iniFilePath, ini.toString()));
             retVal = true;
         } while (false);
     } catch (std::exception& e) {
@@ -706,17 +684,20 @@ bool Dirs::launchApp(const std::string& appPath)
     return retVal;
 }
 
-size_t Dirs::reapLaunchedApps()
+bool Dirs::launchApp(const std::string& appPath)
 {
-    size_t retVal = 0;
+    bool retVal = false;
     try {
-        std::vector<pid_t>& pids = launchedApps();
-        std::erase_if(pids, [](pid_t pid) {
-            int status = 0;
-            const pid_t result = ::waitpid(pid, &status, WNOHANG);
-            return result == pid || (result < 0 && errno == ECHILD);
-        });
-        retVal = pids.size();
+        do {
+            ChildProcesses::reap();
+            SANITY_CHECK(Dirs::exists(appPath));
+            const std::string openerPath = findExecutableInPath("xdg-open");
+            // clang-format off
+            SANITY_CHECK(! openerPath.empty());
+            // clang-format on
+            VERIFY(ChildProcesses::spawnDetached({openerPath, appPath}) > 0);
+            retVal = true;
+        } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);
     }

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "QfnData/Forward.h"
 #include "QfnUtils/DirRecurse.h"
 #include "QfnUtils/TrailingPathCharHandling.h"
 
@@ -69,6 +71,9 @@ public:
                                                             TrailingPathCharHandling::Ignore);
     // The length in bytes; -1 when the path is no readable file.
     static int64_t fileSize(const std::string& path);
+    // The time of the last change of the contents, in nanoseconds since 1970; -1 when the path does
+    // not exist.
+    static int64_t fileModificationTime(const std::string& path);
     // True when the folder exists afterwards; with RECURSE the missing levels are made from the top.
     static bool mkDir(const std::string& dirPath, DirRecurse recurse = DirRecurse::NO_RECURSE,
                       char separator = kSeparator);
@@ -85,10 +90,13 @@ public:
     static std::string slurpStdIn();
     // Replaces the file (or appends to it); false when it cannot be written completely.
     static bool writeFile(const std::string& path, const std::string& contents, bool append = false);
-    // Opens the path with the desktop's handler (xdg-open) in a session of its own, without waiting.
+    // The file parsed into an Ini; an empty pointer (and a log line) when it is missing or empty.
+    static std::shared_ptr<Ini> readIni(const std::string& iniFilePath);
+    // Writes the Ini's canonical text over the file; false when the path is something else than a file.
+    static bool writeIni(const std::string& iniFilePath, const Ini& ini);
+    // Opens the path with the desktop's handler (xdg-open) in a session of its own, without waiting;
+    // the handler is collected with the other children (ChildProcesses::reap) once it ends.
     static bool launchApp(const std::string& appPath);
-    // Collects launched handlers that have ended, without waiting; the number still running.
-    static size_t reapLaunchedApps();
 
     // ---- well-known folders
 

@@ -8,6 +8,7 @@
 #include "QfnObject/Object.h"
 #include "QfnParser/OMScope.h"
 #include "QfnParser/OpenedFile.h"
+#include "QfnTask/Task.h"
 #include "QfnUtils/Pipes.h"
 #include "QfnUtils/Signals.h"
 #include "QfnUtils/Utils.h"
@@ -91,24 +92,28 @@ int main(int argc, char** argv)
             Log::setLogLevel(0);
             std::shared_ptr<InternalCoordinator> internalCoordinator;
             std::string coordinatorName;
-            SANITY_CHECK(InternalCoordinator::init(argc, argv));
-            ASSIGN(internalCoordinator,
-                   std::dynamic_pointer_cast<Qfn::InternalCoordinator>(Qfn::InternalCoordinator::factory()));
-            Signals::install(InternalCoordinator::getIsIgnoreInterrupt());
-            coordinatorName = InternalCoordinator::getName();
-            if (Log::getLogLevel() >= 3) LOG_NOTE(Utils::stringWithFormat("%s started", coordinatorName.c_str()));
-            std::shared_ptr<OMScope> coordinatorScope = InternalCoordinator::getCoordinatorScope();
-            SANITY_CHECK(coordinatorScope);
-            SANITY_CHECK(serverLoop());
-            if (Log::getLogLevel() >= 3) LOG_NOTE(Utils::stringWithFormat("%s exiting", coordinatorName.c_str()));
+            bool isInitDone = InternalCoordinator::init(argc, argv);
+            if (isInitDone) {
+                ASSIGN(internalCoordinator,
+                       std::dynamic_pointer_cast<Qfn::InternalCoordinator>(Qfn::InternalCoordinator::factory()));
+                Signals::install(InternalCoordinator::getIsIgnoreInterrupt());
+                coordinatorName = InternalCoordinator::getName();
+                if (Log::getLogLevel() >= 3) LOG_NOTE(Utils::stringWithFormat("%s started", coordinatorName.c_str()));
+                SANITY_CHECK(InternalCoordinator::getCoordinatorScope());
+                EXPECTED(serverLoop());
+                if (Log::getLogLevel() >= 3) LOG_NOTE(Utils::stringWithFormat("%s exiting", coordinatorName.c_str()));
+            } else {
+                LOG_ERROR("SANITY_CHECK failed: 'InternalCoordinator::init(argc, argv)' evaluates to false");
+            }
+            // A start that failed half-way tears down what it had built, as a normal end does.
             internalCoordinator.reset();
+            Task::deregisterAllTasks();
             InternalCoordinator::releaseCoordinatorScope();
             InternalCoordinator::releaseSingleton();
             Pipes::closeAll();
             // Files a script left open are flushed and closed before the process ends.
             OpenedFile::closeAll();
             EXPECTED(Object::getObjectCount() == 0);
-            coordinatorScope.reset();
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);

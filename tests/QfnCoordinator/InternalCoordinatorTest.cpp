@@ -5,6 +5,7 @@
 #include "QfnTask/MainTaskTimesliceTask.h"
 #include "QfnTask/Task.h"
 #include "support/LogCapture.h"
+#include "support/ScopedDataHome.h"
 
 using Qfn::InternalCoordinator;
 
@@ -15,6 +16,16 @@ std::shared_ptr<InternalCoordinator> coordinator()
     return std::dynamic_pointer_cast<InternalCoordinator>(InternalCoordinator::factory());
 }
 
+// The rounds below check the published pid of the main coordinator: publish it, in a data folder
+// of the test's own.
+class PublishedCoordinator {
+public:
+    PublishedCoordinator() { EXPECT_TRUE(coordinator()->publishMyPid()); }
+
+private:
+    QfnTest::ScopedDataHome fDataHome;
+};
+
 // Runs one slice of a main task of its own, which makes one round of the coordinator.
 void runRound(const std::shared_ptr<Qfn::Task>& mainTask) { ASSERT_TRUE(mainTask->runTimeslice(10000)); }
 
@@ -22,6 +33,7 @@ void runRound(const std::shared_ptr<Qfn::Task>& mainTask) { ASSERT_TRUE(mainTask
 
 TEST(InternalCoordinatorAdaptiveSleep, QuietSpellLengthensTheSleep)
 {
+    PublishedCoordinator published;
     auto internalCoordinator = coordinator();
     ASSERT_TRUE(internalCoordinator);
     auto mainTask = Qfn::MainTaskTimesliceTask::factory();
@@ -55,6 +67,7 @@ TEST(InternalCoordinatorAdaptiveSleep, QuietSpellLengthensTheSleep)
 
 TEST(InternalCoordinatorMainRound, OneRoundPerSliceWithTheFrameKept)
 {
+    PublishedCoordinator published;
     auto internalCoordinator = coordinator();
     ASSERT_TRUE(internalCoordinator);
     auto mainTask = Qfn::MainTaskTimesliceTask::factory();

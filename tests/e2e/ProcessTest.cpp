@@ -80,7 +80,14 @@ TEST(ProcessIdle, IdleCoordinatorSleeps)
     ProcessRunner::waitFor([&] { return std::chrono::steady_clock::now() - started > 2s; }, 3000ms);
     long used = process.cpuTicks() - before;
     double share = static_cast<double>(used) / (2.0 * ticksPerSecond);
-    EXPECT_LT(share, 0.05) << used << " ticks over two seconds";
+#ifdef QFN_SANITIZED
+    // The sanitizers make each pass of the event loop about four times as costly as in a release
+    // build, where the same two seconds take about 1.5% of a core.
+    const double limit = 0.08;
+#else
+    const double limit = 0.05;
+#endif
+    EXPECT_LT(share, limit) << used << " ticks over two seconds";
     ASSERT_TRUE(process.sendSignal(SIGINT));
     ASSERT_TRUE(process.waitForExit(1000ms));
     expectCleanShutdown(process);

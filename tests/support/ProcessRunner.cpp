@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
+#include <stdlib.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -42,13 +43,24 @@ ProcessRunner::~ProcessRunner()
         kill(fPid, SIGKILL);
         waitpid(fPid, nullptr, 0);
     }
+    if (fTerminalFd >= 0) close(fTerminalFd);
     if (!fDirectory.empty()) {
         std::error_code ignored;
         std::filesystem::remove_all(fDirectory, ignored);
     }
 }
 
-bool ProcessRunner::start()
+bool ProcessRunner::start() { return spawn(false); }
+
+bool ProcessRunner::startInTerminal() { return spawn(true); }
+
+void ProcessRunner::setStandardInput(const std::string& text)
+{
+    std::ofstream(fDirectory + "/stdin", std::ios::binary) << text;
+    fHasStandardInput = true;
+}
+
+bool ProcessRunner::spawn(bool inTerminal)
 {
     if (fDirectory.empty()) return false;
     std::string home = fDirectory + "/home";
@@ -56,6 +68,12 @@ bool ProcessRunner::start()
     std::vector<std::string> environment = {"HOME=" + home, "XDG_DATA_HOME=" + home + "/.local/share",
                                             "TMPDIR=" + fDirectory, "PATH=/usr/bin:/bin"};
     if (const char* asanOptions = std::getenv("ASAN_OPTIONS")) environment.push_back(std::string("ASAN_OPTIONS=") + asanOptions);
+    // A further entry replaces one of the same name.
+    for (const std::string& extra : fExtraEnvironment) {
+        std::string name = extra.substr(0, extra.find('=') + 1);
+        std::erase_if(environment, [&name](const std::string& entry) { return entry.rfind(name, 0) == 0; });
+        environment.push_back(extra);
+    }
     std::vector<char*> envp;
     for (auto& entry : environment) envp.push_back(entry.data());
     envp.push_back(nullptr);
@@ -63,14 +81,46 @@ bool ProcessRunner::start()
     for (auto& argument : fArguments) argv.push_back(argument.data());
     argv.push_back(nullptr);
 
+    std::string terminalPath;
+    if (inTerminal) {
+        fTerminalFd = posix_openpt(O_RDWR | O_NOCTTY);
+        if (fTerminalFd < 0 || grantpt(fTerminalFd) != 0 || unlockpt(fTerminalFd) != 0) return false;
+        terminalPath = ptsname(fTerminalFd);
+        fcntl(fTerminalFd, F_SETFL, fcntl(fTerminalFd, F_GETFL) | O_NONBLOCK);
+    }
+    std::string inputPath = fHasStandardInput ? fDirectory + "/stdin" : "/dev/null";
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, (fDirectory + "/stdout").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (inTerminal) {
+        posix_spawn_file_actions_addopen(&actions, 0, terminalPath.c_str(), O_RDWR, 0);
+        posix_spawn_file_actions_adddup2(&actions, 0, 1);
+    } else {
+        posix_spawn_file_actions_addopen(&actions, 0, inputPath.c_str(), O_RDONLY, 0);
+        posix_spawn_file_actions_addopen(&actions, 1, (fDirectory + "/stdout").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    }
     posix_spawn_file_actions_addopen(&actions, 2, (fDirectory + "/stderr").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (fTerminalFd >= 0) posix_spawn_file_actions_addclose(&actions, fTerminalFd);
     int result = posix_spawn(&fPid, argv[0], &actions, nullptr, argv.data(), envp.data());
     posix_spawn_file_actions_destroy(&actions);
     return result == 0;
+}
+
+bool ProcessRunner::typeKeys(const std::string& keys) const
+{
+    return fTerminalFd >= 0 && write(fTerminalFd, keys.data(), keys.size()) == static_cast<ssize_t>(keys.size());
+}
+
+const std::string& ProcessRunner::terminalOutput()
+{
+    char buffer[4096];
+    ssize_t got;
+    while (fTerminalFd >= 0 && (got = read(fTerminalFd, buffer, sizeof(buffer))) > 0) fTerminalOutput.append(buffer, got);
+    return fTerminalOutput;
+}
+
+bool ProcessRunner::waitForTerminal(const std::string& text, std::chrono::milliseconds timeout, size_t from)
+{
+    return waitFor([&] { return terminalOutput().find(text, from) != std::string::npos; }, timeout);
 }
 
 bool ProcessRunner::waitFor(const std::function<bool()>& condition, std::chrono::milliseconds timeout)

@@ -17,6 +17,21 @@ public:
     ~ProcessRunner();
 
     bool start();
+    // Standard input and output on a pseudo-terminal instead (standard error still to its file).
+    bool startInTerminal();
+    // What the process reads on standard input (a file), given before start; /dev/null otherwise.
+    void setStandardInput(const std::string& text);
+    // A further NAME=value for the environment, given before start.
+    void addEnvironment(const std::string& entry) { fExtraEnvironment.push_back(entry); }
+    // The process's own folder (its HOME is "home" below it), for files a test puts there.
+    const std::string& directory() const { return fDirectory; }
+    std::string homeDirectory() const { return fDirectory + "/home"; }
+    std::string dataDirectory() const { return fDirectory + "/home/.local/share"; }
+    // The terminal: keys typed, and everything shown so far (read without waiting).
+    bool typeKeys(const std::string& keys) const;
+    const std::string& terminalOutput();
+    // Waits until the terminal has shown the text (after the given offset of its output).
+    bool waitForTerminal(const std::string& text, std::chrono::milliseconds timeout, size_t from = 0);
     // Waits for the process to end; false when it is still running at the deadline.
     bool waitForExit(std::chrono::milliseconds timeout);
     // Polls a condition every millisecond until it holds or the time is up.
@@ -35,7 +50,13 @@ public:
 
 private:
     std::vector<std::string> fArguments;
+    bool spawn(bool inTerminal);
+
     std::string fDirectory;
+    std::vector<std::string> fExtraEnvironment;
+    bool fHasStandardInput = false;
+    int fTerminalFd = -1;
+    std::string fTerminalOutput;
     pid_t fPid = -1;
     int fExitStatus = -1;
     bool fExitedNormally = false;

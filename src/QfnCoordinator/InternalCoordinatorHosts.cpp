@@ -1,0 +1,131 @@
+// Host names, the names that mean this machine, and the alias tables filled from configuration.
+#include "QfnCoordinator/InternalCoordinator.h"
+#include "QfnLogger/Check.h"
+#include "QfnLogger/Log.h"
+#include "QfnUtils/Utils.h"
+
+namespace Qfn {
+
+std::set<std::string> InternalCoordinator::fLocalHostNames;
+std::map<std::string, std::set<std::string>> InternalCoordinator::fHostsByName;
+std::map<std::string, std::set<std::string>> InternalCoordinator::fNamesByHost;
+std::map<std::string, std::string> InternalCoordinator::fUrlAliases;
+std::unordered_map<uint64_t, std::string> InternalCoordinator::fCoordinatorAliases;
+
+namespace {
+
+constexpr const char* kLoopback = "127.0.0.1";
+
+// FNV-1a, 64 bits, of the lower-cased text: the key of the coordinator alias table.
+uint64_t aliasKey(const std::string& text)
+{
+    uint64_t hash = 14695981039346656037ull;
+    for (unsigned char c : Utils::toLowerCase(text)) {
+        hash ^= c;
+        hash *= 1099511628211ull;
+    }
+    return hash;
+}
+
+}  // namespace
+
+bool InternalCoordinator::registerHostName(const std::string& hostName, const std::string& ipAddress)
+{
+    bool retVal = false;
+    try {
+        do {
+            // clang-format off
+            SANITY_CHECK(! ipAddress.empty());
+            // clang-format on
+            std::string host = Utils::toLowerCase(hostName);
+            std::string address = Utils::toLowerCase(ipAddress);
+            if (fLocalHostNames.count(address)) address = kLoopback;
+            if (host == kLoopback || host == "localhost" || address == kLoopback || address == "localhost" ||
+                fLocalHostNames.count(host)) {
+                for (const std::string& name : {host, address}) {
+                    if (fLocalHostNames.insert(name).second && Log::getLogLevel() >= 3)
+                        LOG_NOTE(Utils::stringWithFormat("register as localHostName: %s", name.c_str()));
+                }
+            }
+            // Both directions stay transitive: what is known for one side is known for the other.
+            std::set<std::string>& addresses = fHostsByName[host];
+            std::set<std::string>& names = fNamesByHost[address];
+            addresses.insert(address);
+            names.insert(host);
+            addresses.insert(names.begin(), names.end());
+            names.insert(addresses.begin(), addresses.end());
+            if (Log::getLogLevel() >= 3)
+                LOG_NOTE(Utils::stringWithFormat("register %s -> %s", host.c_str(), address.c_str()));
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool InternalCoordinator::registerLocalHostName(const std::string& hostName)
+{
+    return registerHostName(hostName, kLoopback);
+}
+
+bool InternalCoordinator::isLocalHost(const std::string& hostName)
+{
+    return fLocalHostNames.count(Utils::toLowerCase(hostName)) != 0;
+}
+
+const std::string& InternalCoordinator::getHostAddress(const std::string& hostName)
+{
+    static const std::string kNone;
+    try {
+        do {
+            // clang-format off
+            SANITY_CHECK(! hostName.empty());
+            // clang-format on
+            auto found = fHostsByName.find(Utils::toLowerCase(hostName));
+            if (found == fHostsByName.end()) break;
+            const std::set<std::string>& addressSet = found->second;
+            auto iter = addressSet.begin();
+            SANITY_CHECK(iter != addressSet.end());
+            return *iter;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return kNone;
+}
+
+bool InternalCoordinator::registerUrlAlias(const std::string& alias, const std::string& url)
+{
+    fUrlAliases[alias] = url;
+    return true;
+}
+
+std::string InternalCoordinator::resolveUrlAlias(const std::string& url)
+{
+    auto found = fUrlAliases.find(url);
+    return found == fUrlAliases.end() ? url : found->second;
+}
+
+bool InternalCoordinator::registerCoordinatorAlias(const std::string& alias, const std::string& coordinatorName)
+{
+    fCoordinatorAliases[aliasKey(alias)] = coordinatorName;
+    return true;
+}
+
+std::string InternalCoordinator::resolveCoordinatorAlias(const std::string& coordinatorName)
+{
+    auto found = fCoordinatorAliases.find(aliasKey(coordinatorName));
+    return found == fCoordinatorAliases.end() ? coordinatorName : found->second;
+}
+
+void InternalCoordinator::clearHostNamesAndAliases()
+{
+    fLocalHostNames.clear();
+    fHostsByName.clear();
+    fNamesByHost.clear();
+    fUrlAliases.clear();
+    fCoordinatorAliases.clear();
+}
+
+}  // namespace Qfn

@@ -1,0 +1,231 @@
+// The program as people run it: scripts from a file or standard input, the interactive prompt on a
+// terminal, a startup script, and the files by which a coordinator claims its name.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+#include "support/ProcessRunner.h"
+
+using namespace std::chrono_literals;
+using QfnTest::ProcessRunner;
+
+namespace {
+
+std::string writeScript(const ProcessRunner& process, const std::string& name, const std::string& text)
+{
+    std::string path = process.directory() + "/" + name;
+    std::ofstream(path, std::ios::binary) << text;
+    return path;
+}
+
+// Ended by itself, with status 0, no ERROR line and no leaked objects.
+void expectCleanEnd(ProcessRunner& process)
+{
+    ASSERT_TRUE(process.waitForExit(10000ms)) << process.standardError();
+    EXPECT_TRUE(process.exitedNormally());
+    EXPECT_EQ(process.exitStatus(), 0);
+    std::string errors = process.standardError();
+    EXPECT_EQ(errors.find("ERROR"), std::string::npos) << errors;
+    EXPECT_EQ(errors.find("getObjectCount"), std::string::npos) << errors;
+}
+
+std::string sessionFolder(const ProcessRunner& process)
+{
+    return process.dataDirectory() + "/net.quillfern/SessionData/";
+}
+
+}  // namespace
+
+TEST(RunModes, ScriptFilePrintsExactlyWhatItOutputs)
+{
+    ProcessRunner process({QFN_BINARY_PATH, "-f", "script.qfl"});
+    writeScript(process, "script.qfl",
+                "x = 1 + 2\noutput('x=', x, '\\n');\nfunction f(n) { return n * 2 }\noutput(f(21));\n"
+                "output(scriptFilePath().pathSegmentFromRight(0))");
+    // A relative path is taken from the working directory: run the binary from the process folder.
+    ProcessRunner inFolder({"/bin/sh", "-c", std::string("cd \"$0\" && exec \"$1\" -f script.qfl"), process.directory(),
+                            QFN_BINARY_PATH});
+    ASSERT_TRUE(inFolder.start());
+    expectCleanEnd(inFolder);
+    EXPECT_EQ(inFolder.standardOutput(), "x=3\n42script.qfl");
+}
+
+TEST(RunModes, ABadStatementIsReportedAndTheScriptGoesOn)
+{
+    ProcessRunner process({QFN_BINARY_PATH, "-f", "placeholder"});
+    std::string path = writeScript(process, "bad.qfl", "output('a');\nb = 1 + * 2\noutput('c');\n");
+    ProcessRunner run({QFN_BINARY_PATH, "-f", path});
+    ASSERT_TRUE(run.start());
+    ASSERT_TRUE(run.waitForExit(10000ms));
+    EXPECT_EQ(run.standardOutput(), "ac");
+    EXPECT_NE(run.standardError().find("parsing failed"), std::string::npos) << run.standardError();
+}
+
+TEST(RunModes, StandardInputAsAScript)
+{
+    {
+        ProcessRunner process({QFN_BINARY_PATH, "-f", "-"});
+        process.setStandardInput("a = 20\noutput(a + 22);\n");
+        ASSERT_TRUE(process.start());
+        expectCleanEnd(process);
+        EXPECT_EQ(process.standardOutput(), "42");
+    }
+    {
+        // -I prints each statement's result as well.
+        ProcessRunner process({QFN_BINARY_PATH, "-I"});
+        process.setStandardInput("a = 20\noutput('out');\n[a, a + 1]\n");
+        ASSERT_TRUE(process.start());
+        expectCleanEnd(process);
+        EXPECT_EQ(process.standardOutput(), "20\noutundefined\n[20, 21]\n");
+    }
+}
+
+TEST(RunModes, InteractivePromptOnATerminal)
+{
+    ProcessRunner process({QFN_BINARY_PATH, "-i", "-p", "qf> ", "-P", "..> "});
+    ASSERT_TRUE(process.startInTerminal());
+    ASSERT_TRUE(process.waitForTerminal("qf> ", 10000ms)) << process.terminalOutput();
+    size_t mark = process.terminalOutput().size();
+    // Typed keys are echoed; a backspace erases the 9.
+    ASSERT_TRUE(process.typeKeys("x = 49\x7f" "2\r"));
+    ASSERT_TRUE(process.waitForTerminal("42", 5000ms, mark)) << process.terminalOutput();
+    EXPECT_NE(process.terminalOutput().find("x = 4", mark), std::string::npos);
+    mark = process.terminalOutput().size();
+    // Inside brackets the continuation prompt shows.
+    ASSERT_TRUE(process.typeKeys("y = [x,\r"));
+    ASSERT_TRUE(process.waitForTerminal("..> ", 5000ms, mark)) << process.terminalOutput();
+    ASSERT_TRUE(process.typeKeys("1]\r"));
+    ASSERT_TRUE(process.waitForTerminal("[42, 1]", 5000ms, mark)) << process.terminalOutput();
+    ASSERT_TRUE(process.typeKeys("quit()\r"));
+    expectCleanEnd(process);
+}
+
+TEST(RunModes, InteractivePromptEndsAtEndOfInput)
+{
+    ProcessRunner process({QFN_BINARY_PATH, "-i"});
+    ASSERT_TRUE(process.startInTerminal());
+    ASSERT_TRUE(process.waitForTerminal("> ", 10000ms)) << process.terminalOutput();
+    ASSERT_TRUE(process.typeKeys("1 + 1\r"));
+    ASSERT_TRUE(process.waitForTerminal("2", 5000ms));
+    ASSERT_TRUE(process.typeKeys("\x04"));
+    expectCleanEnd(process);
+}
+
+TEST(RunModes, StartupScriptRunsBeforeServing)
+{
+    ProcessRunner process({QFN_BINARY_PATH, "-F", "placeholder"});
+    std::string path = writeScript(process, "startup.qfl", "output('started ' + scriptFilePath().length + '\\n');");
+    ProcessRunner serving({QFN_BINARY_PATH, "-F", path});
+    ASSERT_TRUE(serving.start());
+    ASSERT_TRUE(ProcessRunner::waitFor([&] { return serving.catchesSignal(SIGTERM); }, 10000ms));
+    EXPECT_EQ(serving.standardOutput(), "started " + std::to_string(path.size()) + "\n");
+    EXPECT_FALSE(serving.waitForExit(0ms)) << "without -f it serves on";
+    ASSERT_TRUE(serving.sendSignal(SIGTERM));
+    expectCleanEnd(serving);
+}
+
+TEST(RunModes, SwitchesThatSetValues)
+{
+    ProcessRunner process({QFN_BINARY_PATH, "-e", "7", "-o", "250", "-t", "x", "-f", "-"});
+    process.setStandardInput("s = sysInfo(); output(s.consoleEcho, ' ', s.remoteTimeoutMicroseconds);");
+    ASSERT_TRUE(process.start());
+    expectCleanEnd(process);
+    EXPECT_EQ(process.standardOutput(), "0 250000");
+    EXPECT_EQ(process.standardError().find("startup tests"), std::string::npos);
+}
+
+TEST(SessionData, ASecondProcessOfTheSameNameRefusesToStart)
+{
+    ProcessRunner first({QFN_BINARY_PATH, "-n", "net.quillfern.coordinator.e2etwin"});
+    ASSERT_TRUE(first.start());
+    std::string pidFile = sessionFolder(first) + "net.quillfern.coordinator.e2etwin.pid";
+    ASSERT_TRUE(ProcessRunner::waitFor([&] { return std::filesystem::exists(pidFile); }, 10000ms));
+    ProcessRunner second({QFN_BINARY_PATH, "-n", "net.quillfern.coordinator.e2etwin"});
+    second.addEnvironment("HOME=" + first.homeDirectory());
+    second.addEnvironment("XDG_DATA_HOME=" + first.dataDirectory());
+    ASSERT_TRUE(second.start());
+    ASSERT_TRUE(second.waitForExit(10000ms));
+    EXPECT_NE(second.standardError().find("processId == 0 || ! Process::isRunning(processId, fCoordinatorName)"),
+              std::string::npos)
+        << second.standardError();
+    EXPECT_FALSE(first.waitForExit(0ms)) << "the first one serves on";
+    ASSERT_TRUE(first.sendSignal(SIGTERM));
+    expectCleanEnd(first);
+}
+
+TEST(SessionData, TheMainCoordinatorEndsWhenItsPidFileIsTaken)
+{
+    ProcessRunner process({QFN_BINARY_PATH});
+    ASSERT_TRUE(process.start());
+    std::string pidFile = sessionFolder(process) + "net.quillfern.coordinator.main.pid";
+    ASSERT_TRUE(ProcessRunner::waitFor([&] { return std::filesystem::exists(pidFile); }, 10000ms));
+    std::remove(pidFile.c_str());
+    ASSERT_TRUE(process.waitForExit(10000ms));
+    EXPECT_NE(process.standardError().find("published pid has changed; another coordinator node has taken over. "
+                                           "Terminating"),
+              std::string::npos)
+        << process.standardError();
+}
+
+TEST(SessionData, SessionDataFileHoldsTheSysInfoMap)
+{
+    ProcessRunner process({QFN_BINARY_PATH, "-d", "-f", "-"});
+    process.setStandardInput("s = sysInfo(); output(readFile(s.sessionDataPath) == stringify(s));");
+    ASSERT_TRUE(process.start());
+    expectCleanEnd(process);
+    EXPECT_EQ(process.standardOutput(), "true");
+
+    ProcessRunner without({QFN_BINARY_PATH, "-f", "-"});
+    without.setStandardInput("output(fileExists(sysInfo().sessionDataPath));");
+    ASSERT_TRUE(without.start());
+    expectCleanEnd(without);
+    EXPECT_EQ(without.standardOutput(), "false");
+}
+
+TEST(Configuration, ConfigIniAndTheCFileWithSectionsAndPlaceholders)
+{
+    ProcessRunner process({QFN_BINARY_PATH, "-c", "extra.ini", "-f", "-"});
+    std::string sysConfig = process.dataDirectory() + "/net.quillfern/SysConfig";
+    std::filesystem::create_directories(sysConfig);
+    std::ofstream(sysConfig + "/config.ini") << "[config]\nremoteTimeoutMicroseconds=1000\nlogLevel=1\n"
+                                                "[config.*]\nremoteTimeoutMicroseconds=2000\n"
+                                                "defaultTimeoutMicroseconds=5000\n"
+                                                "[config.net.quillfern.coordinator.main]\n"
+                                                "remoteTimeoutMicroseconds=3000\n"
+                                                "[config.net.quillfern.coordinator.other]\nconsoleEcho=3\n";
+    std::ofstream(process.directory() + "/extra.ini") << "[config.net.quillfern.coordinator.*]\n"
+                                                         "defaultTimeoutMicroseconds=7000\n"
+                                                         "[config]\nprompt=\"${HOME_DIR}>\"\n";
+    process.setStandardInput("s = sysInfo(); output(s.remoteTimeoutMicroseconds, ' ', s.defaultTimeoutMicroseconds, ' ',"
+                             " s.consoleEcho, ' ', s.prompt, ' ', s.ini.length);");
+    // The -c file is found from the working directory.
+    ProcessRunner inFolder({"/bin/sh", "-c", "cd \"$0\" && exec \"$@\"", process.directory(), QFN_BINARY_PATH, "-c",
+                            "extra.ini", "-f", "-"});
+    inFolder.addEnvironment("HOME=" + process.homeDirectory());
+    inFolder.addEnvironment("XDG_DATA_HOME=" + process.dataDirectory());
+    inFolder.setStandardInput("s = sysInfo(); output(s.remoteTimeoutMicroseconds, ' ', s.defaultTimeoutMicroseconds, ' ',"
+                              " s.consoleEcho, ' ', s.prompt, ' ', s.ini.length);");
+    ASSERT_TRUE(inFolder.start());
+    expectCleanEnd(inFolder);
+    EXPECT_EQ(inFolder.standardOutput(),
+              "3000 7000 1 \"" + process.homeDirectory() + "/>\" 2");
+}
+
+TEST(Examples, EveryExampleRunsToACleanEnd)
+{
+    size_t count = 0;
+    for (const auto& file : std::filesystem::directory_iterator(std::string(QFN_SOURCE_DIR) + "/examples")) {
+        if (file.path().extension() != ".qfl") continue;
+        ++count;
+        ProcessRunner process({QFN_BINARY_PATH, "-f", file.path().string()});
+        ASSERT_TRUE(process.start());
+        expectCleanEnd(process);
+        EXPECT_FALSE(process.standardOutput().empty()) << file.path();
+        EXPECT_EQ(process.standardOutput().find("error"), std::string::npos) << process.standardOutput();
+    }
+    EXPECT_GE(count, 4u);
+}
