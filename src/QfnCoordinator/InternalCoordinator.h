@@ -54,6 +54,8 @@ public:
     static bool readNodeName();
     static bool runStartupScript();
     static bool startConsole();
+    // The read-evaluate loop over the stream, prompted or not.
+    static bool startConsoleTask(std::shared_ptr<InputStream> stream, bool isPrompted);
     // Host names and their addresses in both directions; the names that mean this machine.
     static bool registerHostName(const std::string& hostName, const std::string& ipAddress);
     static bool registerLocalHostName(const std::string& hostName);
@@ -220,6 +222,7 @@ private:
     // Members of the singleton.
     std::shared_ptr<Task> fMainTask;
     std::shared_ptr<Task> fConsoleTask;
+    bool fIsConsoleTaskInteractive = false;
     bool fInRoundBody = false;
     bool fIsInitDone = false;
     int fIsProcessingMessageQueue = 0;

@@ -8,6 +8,7 @@
 #include "QfnCoordinator/InternalCoordinator.h"
 #include "QfnLogger/Check.h"
 #include "QfnParser/IOStreamPrompted.h"
+#include "QfnParser/InputStreamConsole.h"
 #include "QfnParser/OMScope.h"
 #include "QfnParser/OMStored.h"
 #include "QfnTask/EvalScriptTask.h"
@@ -156,17 +157,34 @@ bool InternalCoordinator::startConsole()
     bool retVal = false;
     try {
         do {
-            ASSIGN_TYPED(InternalCoordinator, internalCoordinator, factory());
             std::shared_ptr<InputStream> stream;
             ASSIGN(stream, inputStreamFactory());
-            if (fIsInteractive || fReadStdIn) {
+            if (!fScriptFilePath.empty() && fScriptFilePath != "-") {
+                std::shared_ptr<OMScope> coordinatorScope = getCoordinatorScope();
+                SANITY_CHECK(coordinatorScope);
+                SANITY_CHECK(coordinatorScope->pushScriptFilePath(fScriptFilePath));
+            }
+            retVal = startConsoleTask(stream, fIsInteractive || fReadStdIn);
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool InternalCoordinator::startConsoleTask(std::shared_ptr<InputStream> stream, bool isPrompted)
+{
+    bool retVal = false;
+    try {
+        do {
+            ASSIGN_TYPED(InternalCoordinator, internalCoordinator, factory());
+            SANITY_CHECK(stream);
+            internalCoordinator->fIsConsoleTaskInteractive = dynamic_cast<InputStreamConsole*>(stream.get()) != nullptr;
+            if (isPrompted) {
                 ASSIGN(stream, IOStreamPrompted::factory(stream, outputStreamFactory()));
             }
             std::shared_ptr<OMScope> coordinatorScope = getCoordinatorScope();
             SANITY_CHECK(coordinatorScope);
-            if (!fScriptFilePath.empty() && fScriptFilePath != "-") {
-                SANITY_CHECK(coordinatorScope->pushScriptFilePath(fScriptFilePath));
-            }
             std::shared_ptr<OMStored> result;
             ASSIGN(result, OMStored::undefinedFactory());
             std::shared_ptr<Task> consoleTask;
@@ -183,11 +201,15 @@ bool InternalCoordinator::startConsole()
     return retVal;
 }
 
-// When the console's script has ended, so has the process, unless it was asked to serve on.
+// When the console's script has ended, so has the process, unless it was asked to serve on (-s);
+// with -i, a script file is followed by the interactive prompt.
 bool InternalCoordinator::checkConsoleCompletion()
 {
     if (!fConsoleTask || !fConsoleTask->getIsTaskCompleted()) return true;
     fConsoleTask.reset();
+    if (fIsInteractive && !fIsConsoleTaskInteractive && !isTerminating()) {
+        return startConsoleTask(InputStreamConsole::factory(), true);
+    }
     if (fIsServer) return true;
     return terminate();
 }

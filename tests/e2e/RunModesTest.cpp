@@ -115,6 +115,21 @@ TEST(RunModes, InteractivePromptEndsAtEndOfInput)
     expectCleanEnd(process);
 }
 
+TEST(RunModes, AScriptFileThenThePromptWithI)
+{
+    ProcessRunner process({QFN_BINARY_PATH, "-f", "placeholder", "-i"});
+    std::string path = writeScript(process, "first.qfl", "a = 41\n");
+    ProcessRunner interactive({QFN_BINARY_PATH, "-f", path, "-i"});
+    ASSERT_TRUE(interactive.startInTerminal());
+    ASSERT_TRUE(interactive.waitForTerminal("41", 10000ms)) << interactive.terminalOutput();
+    size_t mark = interactive.terminalOutput().size();
+    // What is typed waits in the terminal until the prompt reads it.
+    ASSERT_TRUE(interactive.typeKeys("a + 1\r"));
+    ASSERT_TRUE(interactive.waitForTerminal("42", 5000ms, mark)) << interactive.terminalOutput();
+    ASSERT_TRUE(interactive.typeKeys("quit()\r"));
+    expectCleanEnd(interactive);
+}
+
 TEST(RunModes, StartupScriptRunsBeforeServing)
 {
     ProcessRunner process({QFN_BINARY_PATH, "-F", "placeholder"});
