@@ -87,6 +87,11 @@ bool Task::runTimeslice_(int64_t availableMicroseconds)
                 fTimeoutDeadline = timeout < 0 ? kNoDeadline : now + timeout * 1000;
             }
             fTimesliceDeadline = availableMicroseconds < 0 ? kNoDeadline : now + availableMicroseconds * 1000;
+            // A deadline passed between slices ends the task at once, before the clock reads that
+            // the steps make only now and then.
+            if (isReached(fTimeoutDeadline, now)) fIsTimedOut = true;
+            // The first question of each slice reads the clock: a slice with no budget ends at once.
+            fYieldQuestionCount = kClockReadInterval - 1;
             fIsTimesliceCompleted = false;
             fIsSleepRequested = false;
             while (!fIsTimesliceCompleted) {
@@ -166,6 +171,9 @@ bool Task::isTryingToYield()
     if (fIsTimedOut || fIsTimesliceCompleted) return true;
     // Without a deadline (a run to completion with no time-out) the clock has nothing to decide.
     if (fTimeoutDeadline == kNoDeadline && fTimesliceDeadline == kNoDeadline) return false;
+    // Reading the clock costs as much as hundreds of steps of a script: it is read on every 256th
+    // question only, which lets a slice overrun its deadline by some microseconds at most.
+    if ((++fYieldQuestionCount & (kClockReadInterval - 1)) != 0) return false;
     int64_t now = Clock::nowNanoseconds();
     if (isReached(fTimeoutDeadline, now)) {
         fIsTimedOut = true;
@@ -465,7 +473,12 @@ bool Task::releaseFunctionState(const OMFunctionState* state)
         do {
             SANITY_CHECK(state);
             --fLockedFunctionStateCount;
-            if (!fIsTimedOut && isReached(fTimeoutDeadline, Clock::nowNanoseconds())) fIsTimedOut = true;
+            // The time-out is looked at with the clock reads of isTryingToYield: not on every release.
+            if (!fIsTimedOut && fTimeoutDeadline != kNoDeadline &&
+                (++fYieldQuestionCount & (kClockReadInterval - 1)) == 0 &&
+                isReached(fTimeoutDeadline, Clock::nowNanoseconds())) {
+                fIsTimedOut = true;
+            }
             if ((fIsTimedOut || state->fState == OMFunctionState::kFinished) && !fFunctionStates.empty()) {
                 fFunctionStates.pop_back();
             }

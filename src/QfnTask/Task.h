@@ -125,6 +125,9 @@ protected:
     bool fIsTimesliceCompleted = false;
     bool fIsSleepRequested = false;
     uint64_t fLockedFunctionStateCount = 0;
+    // isTryingToYield reads the clock on every kClockReadInterval-th call (a power of two).
+    static constexpr uint32_t kClockReadInterval = 256;
+    uint32_t fYieldQuestionCount = 0;
     std::string fName;
     std::weak_ptr<Task> fParentTask;
     std::weak_ptr<Task> fParentCallNodeAsFunctionForDataReplyTask;
