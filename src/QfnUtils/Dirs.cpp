@@ -212,6 +212,16 @@ std::string Dirs::getParentPath(const std::string& path, char separator)
 
 std::string Dirs::getPathSegmentFromLeft(const std::string& path, int64_t index, char separator)
 {
+    return getPathSegment(path, index, separator, true);
+}
+
+std::string Dirs::getPathSegmentFromRight(const std::string& path, int64_t index, char separator)
+{
+    return getPathSegment(path, index, separator, false);
+}
+
+std::string Dirs::getPathSegment(const std::string& path, int64_t index, char separator, bool fromLeft)
+{
     std::string retVal;
     try {
         do {
@@ -222,26 +232,8 @@ std::string Dirs::getPathSegmentFromLeft(const std::string& path, int64_t index,
             SANITY_CHECK(! segments.empty());
             // clang-format on
             if (index < 0 || static_cast<uint64_t>(index) >= segments.size()) break;
-            retVal = segments[static_cast<size_t>(index)];
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
-    return retVal;
-}
-
-std::string Dirs::getPathSegmentFromRight(const std::string& path, int64_t index, char separator)
-{
-    std::string retVal;
-    try {
-        do {
-            // clang-format off
-            SANITY_CHECK(! path.empty());
-            const std::vector<std::string> segments = splitPath(path, separator);
-            SANITY_CHECK(! segments.empty());
-            // clang-format on
-            if (index < 0 || static_cast<uint64_t>(index) >= segments.size()) break;
-            retVal = segments[segments.size() - 1 - static_cast<size_t>(index)];
+            size_t position = static_cast<size_t>(index);
+            retVal = segments[fromLeft ? position : segments.size() - 1 - position];
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);

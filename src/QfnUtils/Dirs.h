@@ -125,6 +125,8 @@ private:
     // The separator a path string function works with: the one given, or for 0 the one in the path
     // (the platform's when there is none). False (and a log line) for any other character.
     static bool resolveSeparator(const std::string& path, char& separator);
+    // The segment numbered from 0 from the left or the right end.
+    static std::string getPathSegment(const std::string& path, int64_t index, char separator, bool fromLeft);
     // The segments of an absolute path with "." and ".." taken out, joined again.
     static std::string normalizePath(const std::string& path, char separator);
     static std::string findInBase(const std::string& path, const std::string& baseFolderPath,
