@@ -112,6 +112,11 @@ private:
     static PlainBuiltin plainBuiltin(Token token);
     // True when the call has at least `count` arguments; otherwise reports "insufficient arguments".
     static bool requireArguments(const OMExpressionLValueResolution& resolution, uint64_t count);
+    // The shape of the one-argument built-ins: a fresh Undefined, "insufficient arguments" without
+    // a first argument, else whatever `fill` makes of that argument in the result.
+    using FillFromArgument = bool (*)(const IOMNode& argument, IOMNode& retVal);
+    static std::shared_ptr<IOMNode> fromFirstArgument(const OMExpressionLValueResolution& resolution,
+                                                      FillFromArgument fill);
 
     OMExpressionLValueToken(std::shared_ptr<IOMNode> parent, Token token)
         : OMExpressionLValue(std::move(parent)), fToken(token)

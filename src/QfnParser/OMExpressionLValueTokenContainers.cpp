@@ -43,20 +43,11 @@ std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_keys(AccessType, const std
 std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_size(AccessType, const std::shared_ptr<OMScope>&,
                                                            OMExpressionLValueResolution& resolution) const
 {
-    std::shared_ptr<IOMNode> retVal;
-    try {
-        do {
-            ASSIGN(retVal, OMStored::undefinedFactory());
-            if (!requireArguments(resolution, 1)) break;
-            OMAccessor accessor(resolution.getArgNode(0));
-            OMType type = accessor.getType();
-            int64_t size = type == OMType::Array || type == OMType::Map ? static_cast<int64_t>(accessor.getSize()) : 0;
-            SANITY_CHECK(retVal->set(size));
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
-    return retVal;
+    return fromFirstArgument(resolution, [](const IOMNode& argument, IOMNode& retVal) {
+        OMType type = argument.getType();
+        bool isContainer = type == OMType::Array || type == OMType::Map;
+        return retVal.set(static_cast<int64_t>(isContainer ? argument.getSize() : 0));
+    });
 }
 
 // Appends a value to an array and gives the array. The value is stored as an assignment stores

@@ -22,34 +22,25 @@ std::string textOf(const std::shared_ptr<IOMNode>& node)
     return OMAccessor(node).getAsString();
 }
 
-// A Bool from a test of the first argument, a path.
-std::shared_ptr<IOMNode> pathTest(const OMExpressionLValueResolution& resolution, bool (*test)(const std::string&))
+bool fillIsFile(const IOMNode& argument, IOMNode& retVal)
 {
-    std::shared_ptr<IOMNode> retVal;
-    try {
-        do {
-            ASSIGN(retVal, OMStored::undefinedFactory());
-            std::shared_ptr<IOMNode> pathNode = resolution.getArgNode(0);
-            if (!pathNode) {
-                OMExpressionLValueToken::reportScriptError("insufficient arguments");
-                break;
-            }
-            SANITY_CHECK(retVal->set(test(textOf(pathNode))));
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
-    return retVal;
+    return retVal.set(Dirs::fileExists(argument.getAsString()));
 }
 
-bool isFile(const std::string& path)
+bool fillIsDir(const IOMNode& argument, IOMNode& retVal)
 {
-    return Dirs::fileExists(path);
+    return retVal.set(Dirs::dirExists(argument.getAsString()));
 }
 
-bool isDir(const std::string& path)
+bool fillEnvironmentValue(const IOMNode& argument, IOMNode& retVal)
 {
-    return Dirs::dirExists(path);
+    const char* value = std::getenv(argument.getAsString().c_str());
+    return retVal.set(std::string(value ? value : ""));
+}
+
+bool fillParentPath(const IOMNode& argument, IOMNode& retVal)
+{
+    return retVal.set(Dirs::getParentPath(argument.getAsString()));
 }
 
 // pathSegmentFromLeft and pathSegmentFromRight: path, index, optional separator (its first byte).
@@ -134,46 +125,25 @@ std::string readCount(FILE* file, size_t limit)
 std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_getEnv(AccessType, const std::shared_ptr<OMScope>&,
                                                              OMExpressionLValueResolution& resolution) const
 {
-    std::shared_ptr<IOMNode> retVal;
-    try {
-        do {
-            ASSIGN(retVal, OMStored::undefinedFactory());
-            if (!requireArguments(resolution, 1)) break;
-            const char* value = std::getenv(textOf(resolution.getArgNode(0)).c_str());
-            SANITY_CHECK(retVal->set(std::string(value ? value : "")));
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
-    return retVal;
+    return fromFirstArgument(resolution, fillEnvironmentValue);
 }
 
 std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_fileExists(AccessType, const std::shared_ptr<OMScope>&,
                                                                  OMExpressionLValueResolution& resolution) const
 {
-    return pathTest(resolution, isFile);
+    return fromFirstArgument(resolution, fillIsFile);
 }
 
 std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_dirExists(AccessType, const std::shared_ptr<OMScope>&,
                                                                 OMExpressionLValueResolution& resolution) const
 {
-    return pathTest(resolution, isDir);
+    return fromFirstArgument(resolution, fillIsDir);
 }
 
 std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_parentPath(AccessType, const std::shared_ptr<OMScope>&,
                                                                  OMExpressionLValueResolution& resolution) const
 {
-    std::shared_ptr<IOMNode> retVal;
-    try {
-        do {
-            ASSIGN(retVal, OMStored::undefinedFactory());
-            if (!requireArguments(resolution, 1)) break;
-            SANITY_CHECK(retVal->set(Dirs::getParentPath(textOf(resolution.getArgNode(0)))));
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
-    return retVal;
+    return fromFirstArgument(resolution, fillParentPath);
 }
 
 std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_pathSegmentFromLeft(AccessType, const std::shared_ptr<OMScope>&,

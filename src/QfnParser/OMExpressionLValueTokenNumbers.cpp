@@ -14,40 +14,29 @@ namespace {
 constexpr int kFloatForms = -3;
 constexpr int kDetectRadix = -2;
 
-// The shared shape of abs, sqr and sqrt: a number computed from the first argument's number.
-std::shared_ptr<IOMNode> numberFunction(const OMExpressionLValueResolution& resolution, double (*function)(double))
+bool fillAbs(const IOMNode& argument, IOMNode& retVal)
 {
-    std::shared_ptr<IOMNode> retVal;
-    try {
-        do {
-            ASSIGN(retVal, OMStored::undefinedFactory());
-            std::shared_ptr<IOMNode> thisNode = resolution.getArgNode(0);
-            if (!thisNode) {
-                OMExpressionLValueToken::reportScriptError("insufficient arguments");
-                break;
-            }
-            OMAccessor accessor(thisNode);
-            SANITY_CHECK(retVal->setNum(function(accessor.getAsNum())));
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
-    return retVal;
+    return retVal.setNum(std::fabs(argument.getAsNum()));
 }
 
-double absolute(double x)
+bool fillSquare(const IOMNode& argument, IOMNode& retVal)
 {
-    return std::fabs(x);
+    double x = argument.getAsNum();
+    return retVal.setNum(x * x);
 }
 
-double square(double x)
+bool fillSquareRoot(const IOMNode& argument, IOMNode& retVal)
 {
-    return x * x;
+    return retVal.setNum(std::sqrt(argument.getAsNum()));
 }
 
-double squareRoot(double x)
+// Whether a value is not a number: a String by its converted value, Int and Float by their value,
+// NaN itself, and every other type.
+bool fillIsNaN(const IOMNode& argument, IOMNode& retVal)
 {
-    return std::sqrt(x);
+    OMType type = argument.getType();
+    bool isNumeric = type == OMType::String || type == OMType::Int || type == OMType::Float;
+    return retVal.set(isNumeric ? std::isnan(argument.getAsNum()) : true);
 }
 
 }  // namespace
@@ -59,48 +48,44 @@ bool OMExpressionLValueToken::requireArguments(const OMExpressionLValueResolutio
     return false;
 }
 
-std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_abs(AccessType, const std::shared_ptr<OMScope>&,
-                                                          OMExpressionLValueResolution& resolution) const
-{
-    return numberFunction(resolution, absolute);
-}
-
-std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_sqr(AccessType, const std::shared_ptr<OMScope>&,
-                                                          OMExpressionLValueResolution& resolution) const
-{
-    return numberFunction(resolution, square);
-}
-
-std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_sqrt(AccessType, const std::shared_ptr<OMScope>&,
-                                                           OMExpressionLValueResolution& resolution) const
-{
-    return numberFunction(resolution, squareRoot);
-}
-
-// Whether a value is not a number: a String by its converted value, Int and Float by their value,
-// NaN itself, and every other type.
-std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_isNaN(AccessType, const std::shared_ptr<OMScope>&,
-                                                            OMExpressionLValueResolution& resolution) const
+std::shared_ptr<IOMNode> OMExpressionLValueToken::fromFirstArgument(const OMExpressionLValueResolution& resolution,
+                                                                    FillFromArgument fill)
 {
     std::shared_ptr<IOMNode> retVal;
     try {
         do {
             ASSIGN(retVal, OMStored::undefinedFactory());
             if (!requireArguments(resolution, 1)) break;
-            OMAccessor accessor(resolution.getArgNode(0));
-            bool isNaN = true;
-            switch (accessor.getType()) {
-                case OMType::String:
-                case OMType::Int:
-                case OMType::Float: isNaN = std::isnan(accessor.getAsNum()); break;
-                default: break;
-            }
-            SANITY_CHECK(retVal->set(isNaN));
+            SANITY_CHECK(fill(*resolution.getArgNode(0), *retVal));
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);
     }
     return retVal;
+}
+
+std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_abs(AccessType, const std::shared_ptr<OMScope>&,
+                                                          OMExpressionLValueResolution& resolution) const
+{
+    return fromFirstArgument(resolution, fillAbs);
+}
+
+std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_sqr(AccessType, const std::shared_ptr<OMScope>&,
+                                                          OMExpressionLValueResolution& resolution) const
+{
+    return fromFirstArgument(resolution, fillSquare);
+}
+
+std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_sqrt(AccessType, const std::shared_ptr<OMScope>&,
+                                                           OMExpressionLValueResolution& resolution) const
+{
+    return fromFirstArgument(resolution, fillSquareRoot);
+}
+
+std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_isNaN(AccessType, const std::shared_ptr<OMScope>&,
+                                                            OMExpressionLValueResolution& resolution) const
+{
+    return fromFirstArgument(resolution, fillIsNaN);
 }
 
 std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_parseFloat(AccessType, const std::shared_ptr<OMScope>&,

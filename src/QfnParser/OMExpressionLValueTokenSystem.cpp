@@ -20,30 +20,29 @@ namespace {
 
 constexpr int64_t kNanosecondsPerMillisecond = 1000000;
 
-// The message of a log built-in goes out at the built-in's level.
-std::shared_ptr<IOMNode> logMessage(const OMExpressionLValueResolution& resolution, int level)
+// The log built-ins write the message's text at their level; the result stays Undefined.
+bool logError(const IOMNode& message, IOMNode&)
 {
-    std::shared_ptr<IOMNode> retVal;
-    try {
-        do {
-            ASSIGN(retVal, OMStored::undefinedFactory());
-            std::shared_ptr<IOMNode> messageNode = resolution.getArgNode(0);
-            if (!messageNode) {
-                OMExpressionLValueToken::reportScriptError("insufficient arguments");
-                break;
-            }
-            std::string message = OMAccessor(messageNode).getAsString();
-            switch (level) {
-                case 1: LOG_ERROR(message); break;
-                case 2: LOG_WARNING(message); break;
-                case 3: LOG_NOTE(message); break;
-                default: LOG_TRACE(message); break;
-            }
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
-    return retVal;
+    LOG_ERROR(message.getAsString());
+    return true;
+}
+
+bool logWarning(const IOMNode& message, IOMNode&)
+{
+    LOG_WARNING(message.getAsString());
+    return true;
+}
+
+bool logNote(const IOMNode& message, IOMNode&)
+{
+    LOG_NOTE(message.getAsString());
+    return true;
+}
+
+bool logTrace(const IOMNode& message, IOMNode&)
+{
+    LOG_TRACE(message.getAsString());
+    return true;
 }
 
 }  // namespace
@@ -56,25 +55,25 @@ void OMExpressionLValueToken::reportScriptError(const std::string& text)
 std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_logError(AccessType, const std::shared_ptr<OMScope>&,
                                                                OMExpressionLValueResolution& resolution) const
 {
-    return logMessage(resolution, 1);
+    return fromFirstArgument(resolution, logError);
 }
 
 std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_logWarning(AccessType, const std::shared_ptr<OMScope>&,
                                                                  OMExpressionLValueResolution& resolution) const
 {
-    return logMessage(resolution, 2);
+    return fromFirstArgument(resolution, logWarning);
 }
 
 std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_logNote(AccessType, const std::shared_ptr<OMScope>&,
                                                               OMExpressionLValueResolution& resolution) const
 {
-    return logMessage(resolution, 3);
+    return fromFirstArgument(resolution, logNote);
 }
 
 std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_logTrace(AccessType, const std::shared_ptr<OMScope>&,
                                                                OMExpressionLValueResolution& resolution) const
 {
-    return logMessage(resolution, 4);
+    return fromFirstArgument(resolution, logTrace);
 }
 
 // Ends the coordinator: the process stops once termination has run its course.

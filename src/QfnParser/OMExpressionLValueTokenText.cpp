@@ -11,45 +11,24 @@ namespace Qfn {
 
 namespace {
 
-// The shared shape of the one-argument text built-ins: a String made from the first argument.
-std::shared_ptr<IOMNode> textFunction(const OMExpressionLValueResolution& resolution,
-                                      std::string (*function)(const IOMNode& node))
+bool fillQuoted(const IOMNode& argument, IOMNode& retVal)
 {
-    std::shared_ptr<IOMNode> retVal;
-    try {
-        do {
-            ASSIGN(retVal, OMStored::undefinedFactory());
-            std::shared_ptr<IOMNode> thisNode = resolution.getArgNode(0);
-            if (!thisNode) {
-                OMExpressionLValueToken::reportScriptError("insufficient arguments");
-                break;
-            }
-            SANITY_CHECK(retVal->set(function(*thisNode)));
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
-    return retVal;
+    return retVal.set(argument.toString());
 }
 
-std::string quotedText(const IOMNode& node)
+bool fillStringified(const IOMNode& argument, IOMNode& retVal)
 {
-    return node.toString();
+    return retVal.set(OMAccessor::stringify(argument));
 }
 
-std::string stringifiedText(const IOMNode& node)
+bool fillLowerCase(const IOMNode& argument, IOMNode& retVal)
 {
-    return OMAccessor::stringify(node);
+    return retVal.set(Utils::toLowerCase(argument.getAsString()));
 }
 
-std::string lowerCaseText(const IOMNode& node)
+bool fillUpperCase(const IOMNode& argument, IOMNode& retVal)
 {
-    return Utils::toLowerCase(node.getAsString());
-}
-
-std::string upperCaseText(const IOMNode& node)
-{
-    return Utils::toUpperCase(node.getAsString());
+    return retVal.set(Utils::toUpperCase(argument.getAsString()));
 }
 
 // A position argument as a byte offset: NaN and negative numbers count as 0, huge ones as the end.
@@ -66,25 +45,25 @@ uint64_t positionOf(const std::shared_ptr<IOMNode>& node, uint64_t limit)
 std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_toString(AccessType, const std::shared_ptr<OMScope>&,
                                                                OMExpressionLValueResolution& resolution) const
 {
-    return textFunction(resolution, quotedText);
+    return fromFirstArgument(resolution, fillQuoted);
 }
 
 std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_stringify(AccessType, const std::shared_ptr<OMScope>&,
                                                                 OMExpressionLValueResolution& resolution) const
 {
-    return textFunction(resolution, stringifiedText);
+    return fromFirstArgument(resolution, fillStringified);
 }
 
 std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_toLowerCase(AccessType, const std::shared_ptr<OMScope>&,
                                                                   OMExpressionLValueResolution& resolution) const
 {
-    return textFunction(resolution, lowerCaseText);
+    return fromFirstArgument(resolution, fillLowerCase);
 }
 
 std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_toUpperCase(AccessType, const std::shared_ptr<OMScope>&,
                                                                   OMExpressionLValueResolution& resolution) const
 {
-    return textFunction(resolution, upperCaseText);
+    return fromFirstArgument(resolution, fillUpperCase);
 }
 
 // The text in quotes, escaped as a string literal; the quote is the first byte of the second
