@@ -169,6 +169,8 @@ public:
     // The node's OMNode side, if it has one: lets the operators reach their implementations
     // without a cross cast on every operation.
     virtual OMNode* asOMNode() { return nullptr; }
+    // The node when it is a plain stored value, whose member access and evaluation never suspend.
+    virtual OMStored* asPlainStored() { return nullptr; }
 };
 
 // A walk over the members of an array or a map; the node walked stays alive while it runs.

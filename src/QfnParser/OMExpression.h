@@ -67,6 +67,21 @@ public:
     static uint32_t depthOf(const std::shared_ptr<IOMNode>& node);
     static constexpr uint32_t kMaxExpressionDepth = 800;
 
+    // Evaluation without a task for an expression that cannot suspend. getAtOnce false means
+    // nothing was done and the resumable way must be taken; setAtOnce likewise, and it reports in
+    // stored whether the value went in. Whether an expression is one is known from its tree.
+    bool isAtOnce() const
+    {
+        if (fAtOnce < 0) fAtOnce = computeAtOnce() ? 1 : 0;
+        return fAtOnce != 0;
+    }
+    virtual bool isSettableAtOnce() const { return false; }
+    virtual bool getAtOnce(const std::shared_ptr<OMScope>&, std::shared_ptr<IOMNode>&) { return false; }
+    virtual bool setAtOnce(const std::shared_ptr<OMScope>&, const std::shared_ptr<IOMNode>&, bool&)
+    {
+        return false;
+    }
+
     // What the object model asks of an expression without knowing its class.
     virtual bool isReturn() const { return false; }
     virtual std::shared_ptr<IOMNode> getReturnOperand() const { return nullptr; }
@@ -82,7 +97,12 @@ protected:
         if (depth > fDepth) fDepth = depth;
     }
 
+    virtual bool computeAtOnce() const { return false; }
+
     uint32_t fDepth = 1;
+
+private:
+    mutable int8_t fAtOnce = -1;
 };
 
 }  // namespace Qfn

@@ -389,6 +389,55 @@ void OMExpressionBinary::get_yielding(const std::shared_ptr<Task>& task, std::sh
     }
 }
 
+// Loops and statement lists take turns with other tasks; an operation or an assignment of
+// operands that cannot suspend is done at once.
+bool OMExpressionBinary::computeAtOnce() const
+{
+    if (isLoop() || fBinOp == BinOp::COMMA || fBinOp == BinOp::SEMICOLON) return false;
+    if (fBinOp == BinOp::ASSIGN) {
+        const std::shared_ptr<OMExpression> target = expressionOf(fNode1);
+        return target && target->isSettableAtOnce() && OMNode::isResolvableAtOnce(fNode2);
+    }
+    return OMNode::isResolvableAtOnce(fNode1) && OMNode::isResolvableAtOnce(fNode2);
+}
+
+// The steps of get_yielding in one go. Reads come first, so that giving up leaves nothing done.
+bool OMExpressionBinary::getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal)
+{
+    try {
+        do {
+            std::shared_ptr<IOMNode> right;
+            if (fBinOp == BinOp::ASSIGN) {
+                if (!OMNode::getResolvedNodeAtOnce(fNode2, scope, HandleReturnValue::KEEP_WRAPPED, right))
+                    return false;
+                SANITY_CHECK(right);
+                if (right->isReturnValue()) right = right->unwrapReturnValue();
+                SANITY_CHECK(right);
+                OMExpression* target = fNode1 ? fNode1->getExpression().get() : nullptr;
+                SANITY_CHECK(target);
+                bool stored = false;
+                if (!target->setAtOnce(scope, right, stored)) return false;
+                SANITY_CHECK(stored);
+                retVal = std::move(right);
+                return true;
+            }
+            std::shared_ptr<IOMNode> left;
+            if (!OMNode::getResolvedNodeAtOnce(fNode1, scope, HandleReturnValue::KEEP_WRAPPED, left)) return false;
+            if (!OMNode::getResolvedNodeAtOnce(fNode2, scope, HandleReturnValue::KEEP_WRAPPED, right)) return false;
+            SANITY_CHECK(left && right);
+            const NodeReuse reuse1 = OMNode::reuseOf(left);
+            const NodeReuse reuse2 = OMNode::reuseOf(right);
+            retVal = OMNode::binaryOperation(fBinOp, left, reuse1, right, reuse2, scope);
+            if (!retVal) LOG_ERROR("binary operation failed");
+            return true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    retVal.reset();
+    return true;
+}
+
 // Only an index names a place: `a[i] = v` through a binary node stores into the element.
 void OMExpressionBinary::set_yielding(const std::shared_ptr<Task>& task, bool& retVal,
                                       std::shared_ptr<IOMNode>& value, const std::shared_ptr<OMScope>& scope,

@@ -28,6 +28,7 @@ public:
                       ScriptPhase scriptPhase) override;
     void set_yielding(const std::shared_ptr<Task>& task, bool& retVal, std::shared_ptr<IOMNode>& value,
                       const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase) override;
+    bool getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal) override;
     void resolve_yielding(const std::shared_ptr<Task>& task, bool& retVal, AccessType accessType,
                           const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase,
                           OMExpressionBinaryResolution& resolution);
@@ -47,6 +48,9 @@ public:
     static const char* binOpToPrefixStr(BinOp binOp);
     static const char* binOpToInfixStr(BinOp binOp);
     static const char* binOpToSuffixStr(BinOp binOp);
+
+protected:
+    bool computeAtOnce() const override;
 
 private:
     OMExpressionBinary(BinOp binOp, std::shared_ptr<IOMNode> node1, std::shared_ptr<IOMNode> node2)

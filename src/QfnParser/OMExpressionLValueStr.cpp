@@ -107,4 +107,55 @@ void OMExpressionLValueStr::get_yielding(const std::shared_ptr<Task>& task, std:
     }
 }
 
+bool OMExpressionLValueStr::computeAtOnce() const
+{
+    return !fUnresolvedArgumentList && (!fParent || OMNode::isResolvableAtOnce(fParent));
+}
+
+// The steps of get_yielding for a name of the scope or a member of a plain value.
+bool OMExpressionLValueStr::accessAtOnce(const std::shared_ptr<OMScope>& scope, AccessType access,
+                                         const std::shared_ptr<IOMNode>& optionalNewValue,
+                                         std::shared_ptr<IOMNode>& retVal)
+{
+    try {
+        do {
+            SANITY_CHECK(scope);
+            std::shared_ptr<IOMNode> parent;
+            std::shared_ptr<IOMNode> node;
+            bool found = false;
+            if (!fParent) {
+                found = access == AccessType::GET ? scope->readAtOnce(fIdentifier, node)
+                                                  : scope->writeAtOnce(access, fIdentifier, node);
+            } else {
+                if (!OMNode::getResolvedNodeAtOnce(fParent, scope, HandleReturnValue::UNWRAP, parent)) return false;
+                SANITY_CHECK(parent);
+                OMStored* holder = parent->asPlainStored();
+                if (!holder) return false;
+                found = access == AccessType::GET ? holder->readMember(fIdentifier, node)
+                                                  : holder->accessForWrite(access, fIdentifier, node);
+            }
+            retVal = deliver(found, node, access, optionalNewValue, parent);
+            return true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    retVal.reset();
+    return true;
+}
+
+bool OMExpressionLValueStr::getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal)
+{
+    return accessAtOnce(scope, AccessType::GET, nullptr, retVal);
+}
+
+bool OMExpressionLValueStr::setAtOnce(const std::shared_ptr<OMScope>& scope, const std::shared_ptr<IOMNode>& value,
+                                      bool& stored)
+{
+    std::shared_ptr<IOMNode> targetedNode;
+    if (!accessAtOnce(scope, AccessType::GET_CREATE, value, targetedNode)) return false;
+    stored = targetedNode != nullptr;
+    return true;
+}
+
 }  // namespace Qfn

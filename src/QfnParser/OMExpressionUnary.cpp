@@ -106,6 +106,52 @@ bool OMExpressionUnary::isChanging() const
            fUnOp == UnOp::POST_INC;
 }
 
+bool OMExpressionUnary::computeAtOnce() const
+{
+    if (!OMNode::isResolvableAtOnce(fNode)) return false;
+    if (!isChanging()) return true;
+    const std::shared_ptr<OMExpression> target = expressionOf(fNode);
+    return target && target->isSettableAtOnce();
+}
+
+// The steps of get_yielding in one go; the operand is read before anything is stored.
+bool OMExpressionUnary::getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal)
+{
+    try {
+        do {
+            std::shared_ptr<IOMNode> operand;
+            if (!OMNode::getResolvedNodeAtOnce(fNode, scope, HandleReturnValue::UNWRAP, operand)) return false;
+            if (!operand) break;
+            if (fUnOp == UnOp::RETURN) {
+                retVal = operand->isReturnValue() ? operand : operand->wrapReturnValue();
+                return true;
+            }
+            if (!isChanging()) {
+                retVal = OMNode::unaryOperation(fUnOp, static_cast<const IOMNode&>(*operand));
+                return true;
+            }
+            OMExpression* target = fNode->getExpression().get();
+            SANITY_CHECK(target);
+            const bool increment = fUnOp == UnOp::PRE_INC || fUnOp == UnOp::POST_INC;
+            std::shared_ptr<IOMNode> changed;
+            ASSIGN(changed, OMNode::unaryOperation(increment ? UnOp::PRE_INC : UnOp::PRE_DEC,
+                                                   static_cast<const IOMNode&>(*operand)));
+            // The old value must outlive the store, which may write into the operand's node.
+            const bool post = fUnOp == UnOp::POST_INC || fUnOp == UnOp::POST_DEC;
+            if (post) operand = OMStored::factory(static_cast<const IOMNode&>(*operand));
+            bool stored = false;
+            if (!target->setAtOnce(scope, changed, stored)) return false;
+            SANITY_CHECK(stored);
+            retVal = post ? std::move(operand) : std::move(changed);
+            return true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    retVal.reset();
+    return true;
+}
+
 // The operand's value, then the operator over a temporary; `return` wraps the value itself. The
 // changing operators store the new value back through the operand, and the post forms give the
 // old one.

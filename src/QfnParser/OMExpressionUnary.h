@@ -23,6 +23,7 @@ public:
     bool scanForLocalVariables(const std::shared_ptr<FunctionSignature>& functionSignature,
                                bool& inLocalSequence) override;
 
+    bool getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal) override;
     bool isReturn() const override { return fUnOp == UnOp::RETURN; }
     std::shared_ptr<IOMNode> getReturnOperand() const override { return isReturn() ? fNode : nullptr; }
 
@@ -39,6 +40,9 @@ public:
 
     static const char* unOpToPrefixStr(UnOp unOp);
     static const char* unOpToSuffixStr(UnOp unOp);
+
+protected:
+    bool computeAtOnce() const override;
 
 private:
     OMExpressionUnary(UnOp unOp, std::shared_ptr<IOMNode> node) : fUnOp(unOp), fNode(std::move(node)) {}

@@ -105,6 +105,12 @@ public:
                                          AccessType accessType, const std::shared_ptr<IOMNode>& node,
                                          const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase,
                                          HandleReturnValue handleReturnValue);
+    // The same done at once for what cannot suspend: scalars, and expressions of names, members,
+    // operators and assignments. False, having done nothing, sends the caller the resumable way.
+    static bool getResolvedNodeAtOnce(const std::shared_ptr<IOMNode>& node, const std::shared_ptr<OMScope>& scope,
+                                      HandleReturnValue handleReturnValue, std::shared_ptr<IOMNode>& retVal);
+    // Whether a node of a parsed tree is one getResolvedNodeAtOnce takes.
+    static bool isResolvableAtOnce(const std::shared_ptr<IOMNode>& node);
     static void resolveArgumentList_yielding(const std::shared_ptr<Task>& task, NodeList& resolvedList,
                                              AccessType accessType, const NodeList& unresolvedList,
                                              bool& isResolved, const std::shared_ptr<OMScope>& scope,

@@ -9,11 +9,56 @@
 
 namespace Qfn {
 
+bool OMNode::isResolvableAtOnce(const std::shared_ptr<IOMNode>& node)
+{
+    if (!node) return true;
+    switch (node->getType()) {
+        case OMType::Array:
+        case OMType::Map:
+        case OMType::Function:
+            return false;
+        case OMType::Expression: {
+            OMStored* stored = node->asPlainStored();
+            if (!stored || stored->isReturnValue()) return false;
+            const std::shared_ptr<OMExpression> expression = stored->getExpression();
+            return expression && expression->isAtOnce();
+        }
+        default:
+            return true;
+    }
+}
+
+bool OMNode::getResolvedNodeAtOnce(const std::shared_ptr<IOMNode>& node, const std::shared_ptr<OMScope>& scope,
+                                   HandleReturnValue handleReturnValue, std::shared_ptr<IOMNode>& retVal)
+{
+    if (!node || !scope) {
+        retVal = node;
+        return true;
+    }
+    switch (node->getType()) {
+        case OMType::Array:
+        case OMType::Map:
+        case OMType::Function:
+            return false;
+        case OMType::Expression: {
+            OMStored* stored = node->asPlainStored();
+            return stored && stored->evalAtOnce(node, scope, handleReturnValue, retVal);
+        }
+        default:
+            retVal = node;
+            return true;
+    }
+}
+
 void OMNode::getResolvedNode_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
                                       AccessType accessType, const std::shared_ptr<IOMNode>& node,
                                       const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase,
                                       HandleReturnValue handleReturnValue)
 {
+    // A fresh call that needs no suspension is done at once, without a frame.
+    if (accessType != AccessType::SET && scriptPhase == ScriptPhase::RUN && !task->areNestedFunctionStatesActive() &&
+        getResolvedNodeAtOnce(node, scope, handleReturnValue, retVal))
+        return;
     struct LocalVariableState : virtual OMFunctionState {
         std::shared_ptr<OMStored> container;
         std::shared_ptr<IOMNodeIterator> iter;

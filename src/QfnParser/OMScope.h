@@ -28,6 +28,18 @@ public:
                                                const NodeList& resolvedArgumentList, const std::string& attr,
                                                std::shared_ptr<IOMNode>& node) const override;
 
+    // The reads and writes of a name as the resumable access makes them, without a task.
+    bool readAtOnce(const std::string& attr, std::shared_ptr<IOMNode>& node) const
+    {
+        return findVisibleOwner(attr, node) != nullptr;
+    }
+    bool writeAtOnce(AccessType accessType, const std::string& attr, std::shared_ptr<IOMNode>& node)
+    {
+        return findWriteTarget(attr)->accessForWrite(accessType, attr, node);
+    }
+    // A scope's members are reached through its chain, not as those of a plain value.
+    OMStored* asPlainStored() override { return nullptr; }
+
     const std::shared_ptr<OMScope>& getParentScope() const { return fParent; }
     virtual ScopeRelationType getParentScopeRelationType() const { return fParentScopeRelationType; }
     virtual std::string getCurScriptFilePath() const;

@@ -197,11 +197,8 @@ void OMStored::accessOMNodeResolved_yielding(const std::shared_ptr<Task>& task, 
                 } else if (fType == OMType::Array && Utils::isNumeric(attr)) {
                     s.idx = Utils::toSize_t(attr);
                     s.fState = BY_INDEX;
-                } else if (fType == OMType::Map) {
-                    success = writeMember(accessType, attr, node);
                 } else {
-                    // A scalar has no members, and does not turn into a map for asking.
-                    node.reset();
+                    success = accessForWrite(accessType, attr, node);
                 }
                 break;
             YIELDING_CALL(READ_ONLY, accessOMNodeReadOnlyResolved_yielding(task, success, scope,
@@ -220,6 +217,21 @@ void OMStored::accessOMNodeResolved_yielding(const std::shared_ptr<Task>& task, 
     } catch (std::exception& e) {
         LOG_THROWS(e);
     }
+}
+
+bool OMStored::accessForWrite(AccessType accessType, const std::string& attr, std::shared_ptr<IOMNode>& node)
+{
+    if (fType == OMType::Array && Utils::isNumeric(attr))
+        return writeElement(accessType, static_cast<uint64_t>(Utils::toSize_t(attr)), node);
+    if (fType == OMType::Map) return writeMember(accessType, attr, node);
+    // A scalar has no members, and does not turn into a map for asking.
+    node.reset();
+    return false;
+}
+
+bool OMStored::isReturnValue() const
+{
+    return fType == OMType::Expression && fExpression && fExpression->isReturn();
 }
 
 void OMStored::accessOMNodeResolved_yielding(const std::shared_ptr<Task>& task, bool& success,
@@ -414,9 +426,62 @@ void OMStored::setAndAccess_yielding(const std::shared_ptr<Task>& task, bool& su
     setAndAccessMember_yielding(*this, task, success, attr, node);
 }
 
+// The steps of eval_yielding for a scalar or for an expression that cannot suspend; a `return`
+// statement is evaluated and wrapped again as there.
+bool OMStored::evalAtOnce(const std::shared_ptr<IOMNode>& self, const std::shared_ptr<OMScope>& scope,
+                          HandleReturnValue handleReturnValue, std::shared_ptr<IOMNode>& retVal)
+{
+    try {
+        if (!scope) {
+            retVal = self;
+            return true;
+        }
+        if (scope->getType() != OMType::Map) return false;
+        std::shared_ptr<IOMNode> result;
+        const bool wasReturnValue = isReturnValue();
+        if (wasReturnValue) {
+            const std::shared_ptr<IOMNode> source = unwrapReturnValue();
+            if (!source) return false;
+            OMStored* stored = source->asPlainStored();
+            if (!stored || stored->isReturnValue()) return false;
+            if (stored->fType == OMType::Expression) {
+                if (!stored->fExpression || !stored->fExpression->isAtOnce() ||
+                    !stored->fExpression->getAtOnce(scope, result))
+                    return false;
+            } else if (stored->fType == OMType::Array || stored->fType == OMType::Map ||
+                       stored->fType == OMType::Function) {
+                return false;
+            } else {
+                result = source;
+            }
+        } else if (fType == OMType::Expression) {
+            if (!fExpression || !fExpression->isAtOnce() || !fExpression->getAtOnce(scope, result)) return false;
+        } else if (fType == OMType::Array || fType == OMType::Map || fType == OMType::Function) {
+            return false;
+        } else {
+            result = self;
+        }
+        if (result) {
+            if (handleReturnValue == HandleReturnValue::KEEP_WRAPPED) {
+                if (wasReturnValue && !result->isReturnValue()) result = result->wrapReturnValue();
+            } else if (handleReturnValue == HandleReturnValue::UNWRAP && result->isReturnValue()) {
+                result = result->unwrapReturnValue();
+            }
+        }
+        retVal = std::move(result);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+        retVal.reset();
+    }
+    return true;
+}
+
 void OMStored::eval_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
                              const std::shared_ptr<OMScope>& scope, HandleReturnValue handleReturnValue)
 {
+    // A fresh call that needs no suspension is done at once, without a frame.
+    if (!task->areNestedFunctionStatesActive() && evalAtOnce(shared_from_this(), scope, handleReturnValue, retVal))
+        return;
     struct LocalVariableState : virtual OMFunctionState {
         bool wasReturnValue = false;
         std::shared_ptr<IOMNode> source;  // this node, or what a `return` wrapped
@@ -467,6 +532,8 @@ void OMStored::eval_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<
                     s.fState = NEXT_MEMBER;
                 } else if (type == OMType::Expression) {
                     ASSIGN(s.expression, s.source->getExpression());
+                    // An evaluation that cannot even start (too deep) must not leave the text as value.
+                    retVal.reset();
                     s.fState = EVAL_EXPRESSION;
                 } else if (type == OMType::Function) {
                     s.functionName = s.source->getFunctionName();
