@@ -171,6 +171,10 @@ public:
     virtual OMNode* asOMNode() { return nullptr; }
     // The node when it is a plain stored value, whose member access and evaluation never suspend.
     virtual OMStored* asPlainStored() { return nullptr; }
+    // The node's OMStored side (a scope has one too), found without a cross cast.
+    virtual OMStored* asStored() { return nullptr; }
+    virtual const OMStored* asStored() const { return nullptr; }
+    virtual const OMNode* asOMNode() const { return nullptr; }
 };
 
 // A walk over the members of an array or a map; the node walked stays alive while it runs.

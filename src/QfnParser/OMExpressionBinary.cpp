@@ -1,6 +1,7 @@
 #include "QfnParser/OMExpressionBinary.h"
 
 #include "QfnLogger/Check.h"
+#include "QfnParser/OMExpressionSequence.h"
 #include "QfnParser/OMNode.h"
 #include "QfnParser/OMStored.h"
 #include "QfnParser/Token.h"
@@ -204,6 +205,28 @@ bool OMExpressionBinary::scanForLocalVariables(const std::shared_ptr<FunctionSig
     return retVal;
 }
 
+const std::vector<std::shared_ptr<IOMNode>>& OMExpressionBinary::loopStatements() const
+{
+    if (fLoopStatementsKnown) return fLoopStatements;
+    try {
+        fLoopStatementsKnown = true;
+        const std::shared_ptr<OMExpression> body = expressionOf(fBinOp == BinOp::WHILE ? fNode2 : fNode1);
+        if (auto list = std::dynamic_pointer_cast<OMExpressionBinary>(body)) {
+            if (list->fBinOp == BinOp::SEMICOLON || list->fBinOp == BinOp::COMMA)
+                fLoopStatements = {list->fNode1, list->fNode2};
+        } else if (auto sequence = std::dynamic_pointer_cast<OMExpressionSequence>(body)) {
+            if (sequence->getBinOp() == BinOp::SEMICOLON || sequence->getBinOp() == BinOp::COMMA) {
+                for (uint64_t idx = 0; idx < sequence->getNodeCount(); ++idx)
+                    fLoopStatements.push_back(sequence->getNode(idx));
+            }
+        }
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+        fLoopStatements.clear();
+    }
+    return fLoopStatements;
+}
+
 // Evaluates the operands, or runs the loop. At parse time an operand without a value leaves
 // both empty, and assignments and loops are not run at all.
 void OMExpressionBinary::resolve_yielding(const std::shared_ptr<Task>& task, bool& retVal, AccessType,
@@ -213,8 +236,18 @@ void OMExpressionBinary::resolve_yielding(const std::shared_ptr<Task>& task, boo
     struct LocalVariableState : virtual OMFunctionState {
         std::shared_ptr<IOMNode> condition;
         std::shared_ptr<IOMNode> body;
+        size_t statementIdx = 0;
     };
-    enum : unsigned { RESOLVE_LEFT = 1, RESOLVE_RIGHT, LOOP_CONDITION, LOOP_BODY, LOOP_AGAIN };
+    enum : unsigned {
+        RESOLVE_LEFT = 1,
+        RESOLVE_RIGHT,
+        LOOP_CONDITION,
+        LOOP_ENTER_BODY,
+        LOOP_BODY,
+        LOOP_STATEMENT,
+        LOOP_AFTER_BODY,
+        LOOP_AGAIN
+    };
 
     try {
         YieldingFrame<LocalVariableState> frame(task);
@@ -233,7 +266,7 @@ void OMExpressionBinary::resolve_yielding(const std::shared_ptr<Task>& task, boo
                     }
                     if (isLoop()) {
                         resolution.fResolvedNode2 = OMStored::undefinedFactory();
-                        s.fState = fBinOp == BinOp::WHILE ? LOOP_CONDITION : LOOP_BODY;
+                        s.fState = fBinOp == BinOp::WHILE ? LOOP_CONDITION : LOOP_ENTER_BODY;
                     } else {
                         s.fState = fBinOp == BinOp::ASSIGN ? RESOLVE_RIGHT : RESOLVE_LEFT;
                     }
@@ -281,8 +314,28 @@ void OMExpressionBinary::resolve_yielding(const std::shared_ptr<Task>& task, boo
                     s.fState = kFinished;
                     SANITY_CHECK(s.condition);
                     retVal = true;
-                    if (s.condition->getAsBool()) s.fState = LOOP_BODY;
+                    if (s.condition->getAsBool()) s.fState = LOOP_ENTER_BODY;
                     s.condition.reset();
+                    break;
+
+                case LOOP_ENTER_BODY:
+                    s.statementIdx = 0;
+                    s.fState = loopStatements().empty() ? LOOP_BODY : LOOP_STATEMENT;
+                    break;
+
+                    // A list's statements in turn; a `return` or `break` ends the list with itself as value.
+                    YIELDING_CALL(LOOP_STATEMENT,
+                                  OMNode::getResolvedNode_yielding(task, s.body, AccessType::GET,
+                                                                   loopStatements()[s.statementIdx], scope,
+                                                                   scriptPhase, HandleReturnValue::KEEP_WRAPPED));
+                case resumeAfter(LOOP_STATEMENT):
+                    s.fState = LOOP_AFTER_BODY;
+                    if (!s.body) {
+                        LOG_ERROR("sequence element has no value");
+                        break;
+                    }
+                    if (isReturnMark(s.body) || isBreakMark(s.body)) break;
+                    if (++s.statementIdx < loopStatements().size()) s.fState = LOOP_STATEMENT;
                     break;
 
                     YIELDING_CALL(LOOP_BODY,
@@ -290,6 +343,7 @@ void OMExpressionBinary::resolve_yielding(const std::shared_ptr<Task>& task, boo
                                       task, s.body, AccessType::GET, fBinOp == BinOp::WHILE ? fNode2 : fNode1,
                                       scope, scriptPhase, HandleReturnValue::KEEP_WRAPPED));
                 case resumeAfter(LOOP_BODY):
+                case LOOP_AFTER_BODY:
                     s.fState = kFinished;
                     SANITY_CHECK(s.body);
                     retVal = true;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
 #include "QfnParser/OMExpression.h"
 
@@ -58,10 +59,15 @@ private:
     {
     }
     bool isLoop() const { return fBinOp == BinOp::WHILE || fBinOp == BinOp::DO_WHILE; }
+    // The statements of a loop's body when it is a list: the loop runs them itself, one a step,
+    // instead of entering the list anew on every round. Empty for any other body.
+    const std::vector<std::shared_ptr<IOMNode>>& loopStatements() const;
 
     BinOp fBinOp;
     std::shared_ptr<IOMNode> fNode1;
     std::shared_ptr<IOMNode> fNode2;
+    mutable std::vector<std::shared_ptr<IOMNode>> fLoopStatements;
+    mutable bool fLoopStatementsKnown = false;
 };
 
 }  // namespace Qfn

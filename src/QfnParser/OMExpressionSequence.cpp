@@ -179,6 +179,52 @@ void OMExpressionSequence::get_yielding(const std::shared_ptr<Task>& task, std::
     }
 }
 
+// A chain of operators over operands that cannot suspend is computed at once; statement lists
+// take turns with other tasks.
+bool OMExpressionSequence::computeAtOnce() const
+{
+    if (fBinOp == BinOp::SEMICOLON || fBinOp == BinOp::COMMA || fBinOp == BinOp::ASSIGN) return false;
+    for (const auto& node : *fNodeSequence)
+        if (!OMNode::isResolvableAtOnce(node)) return false;
+    return true;
+}
+
+// The steps of get_yielding in one go; only temporaries are made before the end.
+bool OMExpressionSequence::getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal)
+{
+    try {
+        do {
+            std::shared_ptr<IOMNode> result;
+            std::shared_ptr<IOMNode> value;
+            bool failed = false;
+            for (size_t idx = 0; idx < fNodeSequence->size() && !failed; ++idx) {
+                if (!OMNode::getResolvedNodeAtOnce((*fNodeSequence)[idx], scope, HandleReturnValue::KEEP_WRAPPED,
+                                                   value))
+                    return false;
+                if (!value) {
+                    LOG_ERROR("sequence element has no value");
+                    failed = true;
+                } else if (idx == 0) {
+                    result = std::move(value);
+                } else {
+                    const NodeReuse reuse = OMNode::reuseOf(result);
+                    result = OMNode::binaryOperation(fBinOp, result, reuse, value, NodeReuse::NO_REUSE, scope);
+                    value.reset();
+                    failed = !result;
+                    SANITY_CHECK(result);
+                }
+            }
+            if (failed) break;
+            retVal = std::move(result);
+            return true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    retVal.reset();
+    return true;
+}
+
 void OMExpressionSequence::set_yielding(const std::shared_ptr<Task>&, bool& retVal, std::shared_ptr<IOMNode>&,
                                         const std::shared_ptr<OMScope>&, ScriptPhase)
 {

@@ -38,6 +38,10 @@ public:
                                bool& inLocalSequence) override;
     // A single element stands for itself.
     int getBindingLevel() const override;
+    bool getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal) override;
+
+protected:
+    bool computeAtOnce() const override;
 
 private:
     explicit OMExpressionSequence(BinOp binOp)

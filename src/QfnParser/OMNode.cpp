@@ -18,7 +18,7 @@ namespace {
 // Reads without a task when the node is a plain OMStored; a derived node's read may need one.
 bool isPlainStored(const OMNode& node, const NodeList& argumentList)
 {
-    return typeid(node) == typeid(OMStored) && (!argumentList || argumentList->empty());
+    return const_cast<OMNode&>(node).asPlainStored() && (!argumentList || argumentList->empty());
 }
 
 }  // namespace

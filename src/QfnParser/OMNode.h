@@ -180,6 +180,7 @@ public:
     std::shared_ptr<IOMNode> getDataStructureParent() const override { return fDataStructureParent.lock(); }
     bool hasDataStructureParent() const { return !fDataStructureParent.expired(); }
     OMNode* asOMNode() override { return this; }
+    const OMNode* asOMNode() const override { return this; }
     uint64_t getDataStructureIdx() const override;
     const std::string& getDataStructureKey() const override { return fDataStructureKey; }
     std::string getFunctionName() const override;

@@ -47,8 +47,9 @@ std::shared_ptr<IOMNode> reusableNode(IOMNode& node, NodeReuse nodeReuse)
 std::shared_ptr<OMStored> copyOf(const IOMNode& node)
 {
     if (node.getType() == OMType::GUID) return OMStored::guidFactory(node.getGUID());
-    std::shared_ptr<OMStored> copy = std::dynamic_pointer_cast<OMStored>(node.clone(0));
-    return copy ? copy : OMStored::cloneFactory(node, 0);
+    std::shared_ptr<IOMNode> clone = node.clone(0);
+    OMStored* stored = clone ? clone->asStored() : nullptr;
+    return stored ? std::shared_ptr<OMStored>(clone, stored) : OMStored::cloneFactory(node, 0);
 }
 
 // Operator implementations live on OMNode; a node of another kind is viewed through an OMStored copy.
@@ -112,8 +113,8 @@ bool mapsEqual(IOMNode& a, IOMNode& b, bool& equal)
 // Whether two containers are one: the same shared storage, or the same node.
 bool sameContainer(IOMNode& a, IOMNode& b)
 {
-    auto* left = dynamic_cast<const OMStored*>(&a);
-    auto* right = dynamic_cast<const OMStored*>(&b);
+    const OMStored* left = a.asStored();
+    const OMStored* right = b.asStored();
     if (!left || !right) return &a == &b;
     if (a.getType() == OMType::Array) return left->getArray() == right->getArray();
     return left->getMap() == right->getMap();

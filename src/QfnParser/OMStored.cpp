@@ -21,12 +21,21 @@ OMStored::~OMStored()
     --fOMStoredCount;
 }
 
-std::shared_ptr<OMStored> OMStored::makeNode(const std::function<bool(OMStored&)>& setter)
+namespace {
+
+// Lets make_shared reach the protected constructor: node and count share one allocation.
+struct SharedOMStored final : OMStored {
+};
+
+}  // namespace
+
+template <class Setter>
+std::shared_ptr<OMStored> OMStored::makeNode(const Setter& setter)
 {
     std::shared_ptr<OMStored> retVal;
     try {
         do {
-            std::shared_ptr<OMStored> node(new OMStored());
+            std::shared_ptr<OMStored> node = std::make_shared<SharedOMStored>();
             SANITY_CHECK(setter(*node));
             retVal = node;
         } while (false);
@@ -137,7 +146,7 @@ std::shared_ptr<OMStored> OMStored::rewrapFactory(IOMNode& node)
     std::shared_ptr<OMStored> retVal;
     try {
         do {
-            if (auto* stored = dynamic_cast<OMStored*>(&node)) {
+            if (auto* stored = node.asStored()) {
                 retVal = std::static_pointer_cast<OMStored>(stored->weak_from_this().lock());
                 if (retVal) break;
             }
@@ -154,7 +163,7 @@ std::shared_ptr<const OMStored> OMStored::rewrapFactory(const IOMNode& node)
     std::shared_ptr<const OMStored> retVal;
     try {
         do {
-            if (auto* stored = dynamic_cast<const OMStored*>(&node)) {
+            if (auto* stored = node.asStored()) {
                 retVal = std::static_pointer_cast<const OMStored>(stored->weak_from_this().lock());
                 if (retVal) break;
             }
@@ -401,12 +410,14 @@ bool OMStored::setTo(const IOMNode& from, uint64_t cloneNestLevel)
             }
             // from may be held only by the content discarded next (b = b[1]).
             std::shared_ptr<const OMNode> keepFromAlive;
-            if (auto* fromNode = dynamic_cast<const OMNode*>(&from))
-                keepFromAlive = fromNode->weak_from_this().lock();
+            if (const OMNode* fromNode = from.asOMNode()) keepFromAlive = fromNode->weak_from_this().lock();
             SANITY_CHECK(setUndefined());
             fIsDataStructure = from.getIsDataStructure();
-            if (auto* fromStored = dynamic_cast<const OMStored*>(&from))
-                fPermissions = fromStored->fPermissions;
+            if (const OMStored* fromStored = from.asStored()) {
+                // Most nodes have no permissions of their own: clearing is cheaper than copying.
+                if (fromStored->fPermissions.empty()) fPermissions.clear();
+                else fPermissions = fromStored->fPermissions;
+            }
 
             switch (from.getType()) {
                 case OMType::Undefined:
@@ -466,7 +477,7 @@ bool OMStored::setToContainer(const IOMNode& from, uint64_t cloneNestLevel)
         do {
             const bool isArray = from.getType() == OMType::Array;
             SANITY_CHECK(isArray ? setEmptyArray() : setEmptyMap());
-            auto* fromStored = dynamic_cast<const OMStored*>(&from);
+            const OMStored* fromStored = from.asStored();
             if (fromStored && !fIsDataStructure && cloneNestLevel == 0) {
                 // Plain assignment of a container: both nodes now hold the same elements.
                 if (isArray) {
@@ -737,6 +748,7 @@ std::shared_ptr<OMStored> OMStored::getOMStoredPtr()
 
 int OMStored::getPermission(const std::string& attr) const
 {
+    if (fPermissions.empty()) return PERMISSION_ALL;
     auto iter = fPermissions.find(attr);
     return iter == fPermissions.end() ? PERMISSION_ALL : iter->second;
 }

@@ -115,6 +115,8 @@ public:
     bool evalAtOnce(const std::shared_ptr<IOMNode>& self, const std::shared_ptr<OMScope>& scope,
                     HandleReturnValue handleReturnValue, std::shared_ptr<IOMNode>& retVal);
     OMStored* asPlainStored() override { return this; }
+    OMStored* asStored() override { return this; }
+    const OMStored* asStored() const override { return this; }
     bool isReturnValue() const override;
 
     bool atMapEnd(const OMMap::const_iterator& iter) const override;
@@ -194,7 +196,8 @@ protected:
 
 private:
     // A new node given its value by setter; null (and a log line) when the setter fails.
-    static std::shared_ptr<OMStored> makeNode(const std::function<bool(OMStored&)>& setter);
+    template <class Setter>
+    static std::shared_ptr<OMStored> makeNode(const Setter& setter);
     // Drops the previous content and tag.
     void discardContent();
     // setTo for an array or map source: shares the container or copies it member by member.

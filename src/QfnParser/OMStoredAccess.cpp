@@ -73,16 +73,18 @@ bool OMStored::writeMember(AccessType accessType, const std::string& attr, std::
             if (fIsDataStructure) {
                 ASSIGN(self, weak_from_this().lock());
             }
+            // One look-up serves the read and the store.
+            auto iter = fMap->find(attr);
             if (node) {
                 ASSIGN(node, admit(node));
             } else {
-                auto iter = fMap->find(attr);
                 if (iter != fMap->end()) node = iter->second;
                 if (!node) {
                     ASSIGN(node, undefinedFactory());
                 }
             }
-            (*fMap)[attr] = node;
+            if (iter != fMap->end()) iter->second = node;
+            else fMap->emplace(attr, node);
             if (self) {
                 SANITY_CHECK(node->setDataStructureParent(self, attr));
             }

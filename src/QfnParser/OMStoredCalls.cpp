@@ -37,9 +37,11 @@ bool OMStored::bindMember(const std::string& attr, const std::shared_ptr<IOMNode
 // A walk over value's containers, each visited once, looking for holder's container.
 bool OMStored::wouldMakeCycle(const IOMNode& holder, const IOMNode& value)
 {
-    const auto* holderStored = dynamic_cast<const OMStored*>(&holder);
-    const auto* valueStored = dynamic_cast<const OMStored*>(&value);
+    const OMStored* holderStored = holder.asStored();
+    const OMStored* valueStored = value.asStored();
     if (!holderStored || !valueStored) return false;
+    // A scalar holds nothing: no walk, and nothing allocated for one.
+    if (!valueStored->fArray && !valueStored->fMap) return false;
     const void* target = holderStored->fArray ? static_cast<const void*>(holderStored->fArray.get())
                                               : static_cast<const void*>(holderStored->fMap.get());
     if (!target) return false;
@@ -54,7 +56,7 @@ bool OMStored::wouldMakeCycle(const IOMNode& holder, const IOMNode& value)
         if (container == target) return true;
         if (!seen.insert(container).second) continue;
         auto visit = [&pending](const std::shared_ptr<IOMNode>& member) {
-            if (const auto* stored = dynamic_cast<const OMStored*>(member.get())) pending.push_back(stored);
+            if (const OMStored* stored = member ? member->asStored() : nullptr) pending.push_back(stored);
         };
         if (node->fArray) {
             for (const auto& member : *node->fArray)

@@ -166,14 +166,8 @@ bool Task::isIdle() const
            (!fIsExplicitCompletionNeeded || fIsExplicitCompletionFlagged);
 }
 
-bool Task::isTryingToYield()
+bool Task::isDeadlineReached()
 {
-    if (fIsTimedOut || fIsTimesliceCompleted) return true;
-    // Without a deadline (a run to completion with no time-out) the clock has nothing to decide.
-    if (fTimeoutDeadline == kNoDeadline && fTimesliceDeadline == kNoDeadline) return false;
-    // Reading the clock costs as much as hundreds of steps of a script: it is read on every 256th
-    // question only, which lets a slice overrun its deadline by some microseconds at most.
-    if ((++fYieldQuestionCount & (kClockReadInterval - 1)) != 0) return false;
     int64_t now = Clock::nowNanoseconds();
     if (isReached(fTimeoutDeadline, now)) {
         fIsTimedOut = true;

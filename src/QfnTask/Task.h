@@ -44,7 +44,18 @@ public:
     virtual bool handleChildCompletion(const std::shared_ptr<Task>& childTask);
     virtual bool handleCompletion();
     virtual bool isIdle() const;
-    virtual bool isTryingToYield();
+    virtual bool isTryingToYield() { return isSliceOver(); }
+    // The question every resumable step asks, inline: most answers need neither the clock nor a call.
+    bool isSliceOver()
+    {
+        if (fIsTimedOut || fIsTimesliceCompleted) return true;
+        // Without a deadline (a run to completion with no time-out) the clock has nothing to decide.
+        if (fTimeoutDeadline == kNoDeadline && fTimesliceDeadline == kNoDeadline) return false;
+        // Reading the clock costs as much as hundreds of steps of a script: it is read on every
+        // kClockReadInterval-th question only, which lets a slice overrun by some microseconds at most.
+        if ((++fYieldQuestionCount & (kClockReadInterval - 1)) != 0) return false;
+        return isDeadlineReached();
+    }
     virtual AsyncIOType popInteractionLevel();
     virtual bool pushInteractionLevel(AsyncIOType level);
     virtual bool releaseFunctionState(const OMFunctionState* state);
@@ -128,6 +139,8 @@ protected:
     // isTryingToYield reads the clock on every kClockReadInterval-th call (a power of two).
     static constexpr uint32_t kClockReadInterval = 256;
     uint32_t fYieldQuestionCount = 0;
+    // The clock reading of isSliceOver: marks the task timed out or its slice completed.
+    bool isDeadlineReached();
     std::string fName;
     std::weak_ptr<Task> fParentTask;
     std::weak_ptr<Task> fParentCallNodeAsFunctionForDataReplyTask;

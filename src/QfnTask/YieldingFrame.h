@@ -102,7 +102,8 @@ public:
     Locals* operator->() const { return fLocals; }
 
     // Asked after every state, the finishing one too, so that a spent budget ends the slice there.
-    bool keepGoing() const { return !fTask.isTryingToYield() && fLocals->fState != kFinished; }
+    // (The inline form of isTryingToYield, which no task overrides.)
+    bool keepGoing() const { return !fTask.isSliceOver() && fLocals->fState != kFinished; }
 
     bool release() const { return fTask.releaseFunctionState(fLocals); }
 
