@@ -56,6 +56,16 @@ uint64_t OMExpressionLValueCall::linkHash() const
     return 0xC159E3779B97F4A7ull;
 }
 
+void OMExpressionLValueCall::knowCallee() const
+{
+    if (fCalleeKnown) return;
+    auto calleeExpression = expressionOf(fParent);
+    fBuiltin = std::dynamic_pointer_cast<OMExpressionLValueToken>(calleeExpression);
+    fMethod = std::dynamic_pointer_cast<OMExpressionLValueStr>(calleeExpression);
+    if (fMethod && !fMethod->getParent()) fMethod.reset();
+    fCalleeKnown = true;
+}
+
 // The arguments are evaluated in the caller's scope first. A built-in link gets the receiver
 // in front of them; `obj.name(...)` looks for a method of obj, then in the scope; anything else
 // must evaluate to a function.
@@ -109,10 +119,9 @@ void OMExpressionLValueCall::get_yielding(const std::shared_ptr<Task>& task, std
                     break;
 
                 case CHOOSE_CALLEE: {
-                    auto calleeExpression = expressionOf(fParent);
-                    s.builtin = std::dynamic_pointer_cast<OMExpressionLValueToken>(calleeExpression);
-                    s.method = std::dynamic_pointer_cast<OMExpressionLValueStr>(calleeExpression);
-                    if (s.method && !s.method->getParent()) s.method.reset();
+                    knowCallee();
+                    s.builtin = fBuiltin;
+                    s.method = fMethod;
                     if (s.builtin) {
                         s.fState = s.builtin->getParent() ? RESOLVE_RECEIVER : CALL_BUILTIN;
                     } else if (optionalNewValue) {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "QfnParser/OMExpressionLValue.h"
+#include "QfnParser/OMExpressionLValueStr.h"
+#include "QfnParser/OMExpressionLValueToken.h"
 
 namespace Qfn {
 
@@ -28,6 +30,13 @@ private:
     {
         fUnresolvedArgumentList = std::move(arguments);
     }
+
+    // What the link on the left is, found out on the first call: the tree does not change.
+    void knowCallee() const;
+
+    mutable bool fCalleeKnown = false;
+    mutable std::shared_ptr<OMExpressionLValueToken> fBuiltin;
+    mutable std::shared_ptr<OMExpressionLValueStr> fMethod;
 };
 
 }  // namespace Qfn

@@ -154,7 +154,11 @@ bool OMExpressionLValueStr::setAtOnce(const std::shared_ptr<OMScope>& scope, con
 {
     std::shared_ptr<IOMNode> targetedNode;
     if (!accessAtOnce(scope, AccessType::GET_CREATE, value, targetedNode)) return false;
-    stored = targetedNode != nullptr;
+    stored = false;
+    do {
+        SANITY_CHECK(targetedNode);
+        stored = true;
+    } while (false);
     return true;
 }
 

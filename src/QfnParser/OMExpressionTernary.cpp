@@ -170,6 +170,35 @@ void OMExpressionTernary::get_yielding(const std::shared_ptr<Task>& task, std::s
     }
 }
 
+bool OMExpressionTernary::computeAtOnce() const
+{
+    return (fTernOp == TernOp::IF || fTernOp == TernOp::CONDITIONAL) && OMNode::isResolvableAtOnce(fNode1) &&
+           OMNode::isResolvableAtOnce(fNode2) && OMNode::isResolvableAtOnce(fNode3);
+}
+
+// The steps of get_yielding in one go: the condition, then the branch it chooses.
+bool OMExpressionTernary::getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal)
+{
+    try {
+        do {
+            std::shared_ptr<IOMNode> condition;
+            if (!OMNode::getResolvedNodeAtOnce(fNode1, scope, HandleReturnValue::UNWRAP, condition)) return false;
+            SANITY_CHECK(condition);
+            std::shared_ptr<IOMNode> value;
+            if (!OMNode::getResolvedNodeAtOnce(condition->getAsBool() ? fNode2 : fNode3, scope,
+                                               HandleReturnValue::KEEP_WRAPPED, value))
+                return false;
+            SANITY_CHECK(value);
+            retVal = std::move(value);
+            return true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    retVal.reset();
+    return true;
+}
+
 void OMExpressionTernary::set_yielding(const std::shared_ptr<Task>&, bool& retVal, std::shared_ptr<IOMNode>&,
                                        const std::shared_ptr<OMScope>&, ScriptPhase)
 {

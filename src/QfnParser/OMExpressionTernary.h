@@ -41,6 +41,10 @@ public:
     }
 
     TernOp getTernOp() const { return fTernOp; }
+    bool getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal) override;
+
+protected:
+    bool computeAtOnce() const override;
 
 private:
     OMExpressionTernary(TernOp ternOp, std::shared_ptr<IOMNode> node1, std::shared_ptr<IOMNode> node2,

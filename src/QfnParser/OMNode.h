@@ -111,6 +111,9 @@ public:
                                       HandleReturnValue handleReturnValue, std::shared_ptr<IOMNode>& retVal);
     // Whether a node of a parsed tree is one getResolvedNodeAtOnce takes.
     static bool isResolvableAtOnce(const std::shared_ptr<IOMNode>& node);
+    // On by default; off, every evaluation takes the resumable way (to compare the two).
+    static void setAtOnceEnabled(bool enabled) { fAtOnceEnabled = enabled; }
+    static bool isAtOnceEnabled() { return fAtOnceEnabled; }
     static void resolveArgumentList_yielding(const std::shared_ptr<Task>& task, NodeList& resolvedList,
                                              AccessType accessType, const NodeList& unresolvedList,
                                              bool& isResolved, const std::shared_ptr<OMScope>& scope,
@@ -260,6 +263,8 @@ private:
                                                       const std::shared_ptr<IOMNode>* sharedNode1, IOMNode& node2,
                                                       NodeReuse nodeReuse2,
                                                       const std::shared_ptr<IOMNode>* sharedNode2);
+
+    static inline bool fAtOnceEnabled = true;
 };
 
 }  // namespace Qfn

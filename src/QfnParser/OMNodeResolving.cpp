@@ -9,17 +9,64 @@
 
 namespace Qfn {
 
+namespace {
+
+// Whether every member of a container literal resolves at once.
+bool membersResolvableAtOnce(const IOMNode& node)
+{
+    std::shared_ptr<IOMNodeIterator> iter = node.getNodeIterator();
+    if (!iter) return false;
+    for (; !iter->atEnd(); (*iter)++)
+        if (!OMNode::isResolvableAtOnce(**iter)) return false;
+    return true;
+}
+
+// A container literal built member by member as the resumable resolution builds it: each member
+// a node of its own. Gives up (having made only the new container) at a member that cannot be
+// resolved at once.
+bool containerAtOnce(const std::shared_ptr<IOMNode>& node, const std::shared_ptr<OMScope>& scope,
+                     HandleReturnValue handleReturnValue, std::shared_ptr<IOMNode>& retVal)
+{
+    const bool isArray = node->getType() == OMType::Array;
+    std::shared_ptr<OMStored> container = isArray ? OMStored::arrayFactory() : OMStored::mapFactory();
+    std::shared_ptr<IOMNodeIterator> iter = node->getNodeIterator();
+    if (!container || !iter) return false;
+    std::shared_ptr<IOMNode> resolved;
+    for (; !iter->atEnd(); (*iter)++) {
+        if (!OMNode::getResolvedNodeAtOnce(**iter, scope, handleReturnValue, resolved)) return false;
+        bool stored = false;
+        if (resolved) {
+            std::shared_ptr<OMStored> member = OMStored::factory(*resolved);
+            stored = member && (isArray ? container->push(member) : container->bindMember(iter->getKey(), member));
+        }
+        if (!stored) {
+            retVal = nullptr;
+            return true;
+        }
+    }
+    retVal = std::move(container);
+    return true;
+}
+
+}  // namespace
+
 bool OMNode::isResolvableAtOnce(const std::shared_ptr<IOMNode>& node)
 {
     if (!node) return true;
     switch (node->getType()) {
         case OMType::Array:
         case OMType::Map:
+            return node->asPlainStored() && membersResolvableAtOnce(*node);
         case OMType::Function:
             return false;
         case OMType::Expression: {
             OMStored* stored = node->asPlainStored();
-            if (!stored || stored->isReturnValue()) return false;
+            if (!stored) return false;
+            if (stored->isReturnValue()) {
+                // `return x`: evaluated as x is, then wrapped again.
+                const std::shared_ptr<IOMNode> source = stored->unwrapReturnValue();
+                return source && source.get() != node.get() && isResolvableAtOnce(source);
+            }
             const std::shared_ptr<OMExpression> expression = stored->getExpression();
             return expression && expression->isAtOnce();
         }
@@ -38,6 +85,7 @@ bool OMNode::getResolvedNodeAtOnce(const std::shared_ptr<IOMNode>& node, const s
     switch (node->getType()) {
         case OMType::Array:
         case OMType::Map:
+            return node->asPlainStored() && containerAtOnce(node, scope, handleReturnValue, retVal);
         case OMType::Function:
             return false;
         case OMType::Expression: {
@@ -56,7 +104,8 @@ void OMNode::getResolvedNode_yielding(const std::shared_ptr<Task>& task, std::sh
                                       HandleReturnValue handleReturnValue)
 {
     // A fresh call that needs no suspension is done at once, without a frame.
-    if (accessType != AccessType::SET && scriptPhase == ScriptPhase::RUN && !task->areNestedFunctionStatesActive() &&
+    if (fAtOnceEnabled && accessType != AccessType::SET && scriptPhase == ScriptPhase::RUN &&
+        !task->areNestedFunctionStatesActive() &&
         getResolvedNodeAtOnce(node, scope, handleReturnValue, retVal))
         return;
     struct LocalVariableState : virtual OMFunctionState {

@@ -482,7 +482,8 @@ void OMStored::eval_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<
                              const std::shared_ptr<OMScope>& scope, HandleReturnValue handleReturnValue)
 {
     // A fresh call that needs no suspension is done at once, without a frame.
-    if (!task->areNestedFunctionStatesActive() && evalAtOnce(shared_from_this(), scope, handleReturnValue, retVal))
+    if (isAtOnceEnabled() && !task->areNestedFunctionStatesActive() &&
+        evalAtOnce(shared_from_this(), scope, handleReturnValue, retVal))
         return;
     struct LocalVariableState : virtual OMFunctionState {
         bool wasReturnValue = false;
