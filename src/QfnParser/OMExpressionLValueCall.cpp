@@ -66,6 +66,59 @@ void OMExpressionLValueCall::knowCallee() const
     fCalleeKnown = true;
 }
 
+// A call of a built-in that never suspends, over arguments and a receiver that resolve at once.
+bool OMExpressionLValueCall::computeAtOnce() const
+{
+    knowCallee();
+    if (!fBuiltin || !fBuiltin->isPlainBuiltin() || !fUnresolvedArgumentList) return false;
+    if (fBuiltin->getParent() && !OMNode::isResolvableAtOnce(fBuiltin->getParent())) return false;
+    for (const auto& argument : *fUnresolvedArgumentList)
+        if (!OMNode::isResolvableAtOnce(argument)) return false;
+    return true;
+}
+
+// The steps of get_yielding for such a call: arguments, receiver in front of them, the built-in.
+bool OMExpressionLValueCall::getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal)
+{
+    try {
+        do {
+            SANITY_CHECK(fUnresolvedArgumentList && fBuiltin && scope);
+            OMExpressionLValueResolution resolution;
+            resolution.fResolvedArgumentList = std::make_shared<std::vector<std::shared_ptr<IOMNode>>>();
+            resolution.fResolvedArgumentList->reserve(fUnresolvedArgumentList->size() + 1);
+            bool complete = true;
+            for (const auto& argument : *fUnresolvedArgumentList) {
+                std::shared_ptr<IOMNode> resolved;
+                if (!OMNode::getResolvedNodeAtOnce(argument, scope, HandleReturnValue::UNWRAP, resolved))
+                    return false;
+                if (!resolved) {
+                    complete = false;
+                    break;
+                }
+                resolution.fResolvedArgumentList->push_back(std::move(resolved));
+            }
+            SANITY_CHECK(complete);
+            if (const std::shared_ptr<IOMNode>& parent = fBuiltin->getParent()) {
+                std::shared_ptr<IOMNode> receiver;
+                if (!OMNode::getResolvedNodeAtOnce(parent, scope, HandleReturnValue::UNWRAP, receiver)) return false;
+                SANITY_CHECK(receiver);
+                resolution.setThisNode(receiver);
+                resolution.setIsMethod(true);
+                resolution.fResolvedArgumentList->insert(resolution.fResolvedArgumentList->begin(),
+                                                         std::move(receiver));
+            }
+            std::shared_ptr<IOMNode> result = fBuiltin->callPlainBuiltin(AccessType::GET, scope, resolution);
+            if (result && result->isReturnValue()) result = result->unwrapReturnValue();
+            retVal = std::move(result);
+            return true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    retVal.reset();
+    return true;
+}
+
 // The arguments are evaluated in the caller's scope first. A built-in link gets the receiver
 // in front of them; `obj.name(...)` looks for a method of obj, then in the scope; anything else
 // must evaluate to a function.

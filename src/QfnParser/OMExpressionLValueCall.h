@@ -17,8 +17,10 @@ public:
     void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
                       AccessType accessType, const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase,
                       std::shared_ptr<IOMNode>& optionalNewValue) override;
+    bool getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal) override;
 
 protected:
+    bool computeAtOnce() const override;
     std::string linkText() const override;
     bool linkEqual(const OMExpressionLValue& other) const override;
     bool linkLess(const OMExpressionLValue& other) const override;

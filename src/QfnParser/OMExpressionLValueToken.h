@@ -24,6 +24,13 @@ public:
                               const std::shared_ptr<IOMNode>& optionalNewValue);
 
     Token getToken() const { return fToken; }
+    // Whether this built-in never suspends, and its call without a task as callBuiltin_yielding makes it.
+    bool isPlainBuiltin() const { return plainBuiltin(fToken) != nullptr; }
+    std::shared_ptr<IOMNode> callPlainBuiltin(AccessType accessType, const std::shared_ptr<OMScope>& scope,
+                                              OMExpressionLValueResolution& resolution) const
+    {
+        return (this->*plainBuiltin(fToken))(accessType, scope, resolution);
+    }
 
     // A misuse of a built-in goes to the script-error log (when that log is on); the script goes on.
     static void reportScriptError(const std::string& text);

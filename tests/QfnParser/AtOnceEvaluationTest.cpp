@@ -110,12 +110,16 @@ TEST_F(AtOnceEvaluation, MembersContainersAndScopesAgreeWithTheResumableWay)
         "function f(x) { x = x + 1; return x * 2 }; y = 1; [f(y), y]",
         "a = 1; function g() { var a = 5; a = a + 1; return a }; [g(), a]",
         "function h(n) { if (n < 2) { return n }; return h(n - 1) + h(n - 2) }; h(12)",
+        // Built-ins that never suspend, as functions and as methods, misused too.
+        "s = 'abcabc'; [s.substr(2), s.indexOf('ca'), abs(0 - 3), s.substr()]",
+        "a = []; a.push({x: 1}); a.push(2 + 1); b = a.pop(); [a, b, keys({p: 1, q: 2})]",
         // eval into a map sees through a read-only link: writes stay in the map.
         "q = 1; m = {}; eval('z = q + 1; q = 7', m); [q, m.z, m.q]",
     });
     EXPECT_EQ(values[0], "{ \"w\": 3, \"z\": { \"n\": 9, \"x\": 1, \"y\": 2 } }");
     EXPECT_EQ(values[1], "[2, 3]");
     EXPECT_EQ(values[10], "144");
+    EXPECT_EQ(values[11], "[\"cabc\", 2, 3, \"abcabc\"]");
 }
 
 TEST_F(AtOnceEvaluation, LoopsRunTheirStatementsInTurnAndStopAtBreakAndReturn)
