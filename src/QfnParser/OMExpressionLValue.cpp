@@ -113,6 +113,24 @@ void OMExpressionLValue::resolve_yielding(const std::shared_ptr<Task>& task, boo
     }
 }
 
+bool OMExpressionLValue::isLinkAtOnce() const
+{
+    return !fUnresolvedArgumentList && (!fParent || OMNode::isResolvableAtOnce(fParent));
+}
+
+bool OMExpressionLValue::resolveHolderAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& parent,
+                                             OMStored*& holder) const
+{
+    holder = nullptr;
+    if (!OMNode::getResolvedNodeAtOnce(fParent, scope, HandleReturnValue::UNWRAP, parent)) return false;
+    do {
+        SANITY_CHECK(parent);
+        holder = parent->asPlainStored();
+        return holder != nullptr;
+    } while (false);
+    return true;
+}
+
 std::shared_ptr<IOMNode> OMExpressionLValue::deliver(bool found, std::shared_ptr<IOMNode>& node,
                                                      AccessType access,
                                                      const std::shared_ptr<IOMNode>& optionalNewValue,

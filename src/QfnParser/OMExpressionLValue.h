@@ -45,6 +45,13 @@ public:
 protected:
     explicit OMExpressionLValue(std::shared_ptr<IOMNode> parent) : fParent(std::move(parent)) {}
 
+    // The value on the left of the link, for an access without a task. False to take the
+    // resumable way (its access may suspend); true with holder null when it has no value (logged).
+    bool resolveHolderAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& parent,
+                             OMStored*& holder) const;
+    // The link reads at once from a plain value on its left, over argument-free parents only.
+    bool isLinkAtOnce() const;
+
     // This link's own text, after its parent's: "name", ".name", "[1]", "(a, b)".
     virtual std::string linkText() const = 0;
     // Same class, same link fields; parent and arguments are compared by the base.

@@ -58,6 +58,67 @@ bool OMExpressionLValueIndexByExpression::scanForLocalVariables(
     return retVal;
 }
 
+bool OMExpressionLValueIndexByExpression::computeAtOnce() const
+{
+    return fParent && fIndexExpression && isLinkAtOnce() && OMNode::isResolvableAtOnce(fIndexExpression);
+}
+
+bool OMExpressionLValueIndexByExpression::accessAtOnce(const std::shared_ptr<OMScope>& scope, AccessType access,
+                                                       const std::shared_ptr<IOMNode>& optionalNewValue,
+                                                       std::shared_ptr<IOMNode>& retVal)
+{
+    try {
+        do {
+            SANITY_CHECK(scope && fIndexExpression);
+            std::shared_ptr<IOMNode> parent;
+            OMStored* holder = nullptr;
+            if (!resolveHolderAtOnce(scope, parent, holder)) return false;
+            if (!holder) break;
+            std::shared_ptr<IOMNode> index;
+            if (!OMNode::getResolvedNodeAtOnce(fIndexExpression, scope, HandleReturnValue::UNWRAP, index))
+                return false;
+            SANITY_CHECK(index);
+            std::shared_ptr<IOMNode> node;
+            bool found = false;
+            const OMType type = index->getType();
+            if (type == OMType::String) {
+                found = access == AccessType::GET ? holder->readMember(index->getString(), node)
+                                                  : holder->accessForWrite(access, index->getString(), node);
+            } else if ((type == OMType::Int || type == OMType::Float) && index->getAsNum() >= 0 &&
+                       index->getAsNum() < 18446744073709551616.0) {
+                const auto idx = static_cast<uint64_t>(index->getAsNum());
+                found = access == AccessType::GET ? holder->readElement(idx, node)
+                                                  : holder->accessForWrite(access, idx, node);
+            }
+            retVal = deliver(found, node, access, optionalNewValue, parent);
+            return true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    retVal.reset();
+    return true;
+}
+
+bool OMExpressionLValueIndexByExpression::getAtOnce(const std::shared_ptr<OMScope>& scope,
+                                                    std::shared_ptr<IOMNode>& retVal)
+{
+    return accessAtOnce(scope, AccessType::GET, nullptr, retVal);
+}
+
+bool OMExpressionLValueIndexByExpression::setAtOnce(const std::shared_ptr<OMScope>& scope,
+                                                    const std::shared_ptr<IOMNode>& value, bool& stored)
+{
+    std::shared_ptr<IOMNode> targetedNode;
+    if (!accessAtOnce(scope, AccessType::GET_CREATE, value, targetedNode)) return false;
+    stored = false;
+    do {
+        SANITY_CHECK(targetedNode);
+        stored = true;
+    } while (false);
+    return true;
+}
+
 // The index is evaluated first: a String names a member, a number an element.
 void OMExpressionLValueIndexByExpression::get_yielding(const std::shared_ptr<Task>& task,
                                                        std::shared_ptr<IOMNode>& retVal,

@@ -109,7 +109,7 @@ void OMExpressionLValueStr::get_yielding(const std::shared_ptr<Task>& task, std:
 
 bool OMExpressionLValueStr::computeAtOnce() const
 {
-    return !fUnresolvedArgumentList && (!fParent || OMNode::isResolvableAtOnce(fParent));
+    return isLinkAtOnce();
 }
 
 // The steps of get_yielding for a name of the scope or a member of a plain value.
@@ -127,10 +127,9 @@ bool OMExpressionLValueStr::accessAtOnce(const std::shared_ptr<OMScope>& scope, 
                 found = access == AccessType::GET ? scope->readAtOnce(fIdentifier, node)
                                                   : scope->writeAtOnce(access, fIdentifier, node);
             } else {
-                if (!OMNode::getResolvedNodeAtOnce(fParent, scope, HandleReturnValue::UNWRAP, parent)) return false;
-                SANITY_CHECK(parent);
-                OMStored* holder = parent->asPlainStored();
-                if (!holder) return false;
+                OMStored* holder = nullptr;
+                if (!resolveHolderAtOnce(scope, parent, holder)) return false;
+                if (!holder) break;
                 found = access == AccessType::GET ? holder->readMember(fIdentifier, node)
                                                   : holder->accessForWrite(access, fIdentifier, node);
             }

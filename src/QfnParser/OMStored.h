@@ -111,6 +111,7 @@ public:
     // A write access by name as the resumable form makes it: an index of an array, a member of a
     // map; a scalar has no members. Leaves in node what is stored under attr.
     bool accessForWrite(AccessType accessType, const std::string& attr, std::shared_ptr<IOMNode>& node);
+    bool accessForWrite(AccessType accessType, uint64_t idx, std::shared_ptr<IOMNode>& node);
     // eval_yielding done at once for a scalar or an expression that can be; self is this node.
     bool evalAtOnce(const std::shared_ptr<IOMNode>& self, const std::shared_ptr<OMScope>& scope,
                     HandleReturnValue handleReturnValue, std::shared_ptr<IOMNode>& retVal);

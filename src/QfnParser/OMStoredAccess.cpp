@@ -231,6 +231,13 @@ bool OMStored::accessForWrite(AccessType accessType, const std::string& attr, st
     return false;
 }
 
+bool OMStored::accessForWrite(AccessType accessType, uint64_t idx, std::shared_ptr<IOMNode>& node)
+{
+    if (fType == OMType::Array) return writeElement(accessType, idx, node);
+    node.reset();
+    return false;
+}
+
 bool OMStored::isReturnValue() const
 {
     return fType == OMType::Expression && fExpression && fExpression->isReturn();

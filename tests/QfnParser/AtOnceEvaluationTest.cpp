@@ -110,6 +110,9 @@ TEST_F(AtOnceEvaluation, MembersContainersAndScopesAgreeWithTheResumableWay)
         "function f(x) { x = x + 1; return x * 2 }; y = 1; [f(y), y]",
         "a = 1; function g() { var a = 5; a = a + 1; return a }; [g(), a]",
         "function h(n) { if (n < 2) { return n }; return h(n - 1) + h(n - 2) }; h(12)",
+        // Elements and members by a computed index, read and written.
+        "v = [5, 6, 7]; i = 1; v[i + 1] = v[i] * 2; m = {k: 1}; m['k'] = m['k'] + v[2]; [v, m, v[9], v['x']]",
+        "w = []; w[3] = 1; n = 5; n[0] = 1; [w, n]",
         // Built-ins that never suspend, as functions and as methods, misused too.
         "s = 'abcabc'; [s.substr(2), s.indexOf('ca'), abs(0 - 3), s.substr()]",
         "a = []; a.push({x: 1}); a.push(2 + 1); b = a.pop(); [a, b, keys({p: 1, q: 2})]",
@@ -119,7 +122,8 @@ TEST_F(AtOnceEvaluation, MembersContainersAndScopesAgreeWithTheResumableWay)
     EXPECT_EQ(values[0], "{ \"w\": 3, \"z\": { \"n\": 9, \"x\": 1, \"y\": 2 } }");
     EXPECT_EQ(values[1], "[2, 3]");
     EXPECT_EQ(values[10], "144");
-    EXPECT_EQ(values[11], "[\"cabc\", 2, 3, \"abcabc\"]");
+    EXPECT_EQ(values[11], "[[5, 6, 12], { \"k\": 13 }, error, error]");
+    EXPECT_EQ(values[13], "[\"cabc\", 2, 3, \"abcabc\"]");
 }
 
 TEST_F(AtOnceEvaluation, LoopsRunTheirStatementsInTurnAndStopAtBreakAndReturn)
