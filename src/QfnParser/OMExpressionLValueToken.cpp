@@ -1,6 +1,7 @@
 #include "QfnParser/OMExpressionLValueToken.h"
 
 #include "QfnLogger/Check.h"
+#include "QfnParser/OMNode.h"
 #include "QfnParser/OMStored.h"
 #include "QfnTask/YieldingFrame.h"
 
@@ -89,6 +90,54 @@ void OMExpressionLValueToken::get_yielding(const std::shared_ptr<Task>& task,
     } catch (std::exception& e) {
         LOG_THROWS(e);
     }
+}
+
+bool OMExpressionLValueToken::computeAtOnce() const
+{
+    return fToken != Token::_none && (isPlainBuiltin() || fToken == Token::_length) && isLinkAtOnce();
+}
+
+// The steps of get_yielding and callBuiltin_yielding: the value on the left goes in as argument 0.
+// `length` of anything but a text, an array or a plain value may suspend: that takes the resumable way.
+bool OMExpressionLValueToken::getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal)
+{
+    try {
+        do {
+            OMExpressionLValueResolution resolution;
+            if (fParent) {
+                std::shared_ptr<IOMNode> parent;
+                if (!OMNode::getResolvedNodeAtOnce(fParent, scope, HandleReturnValue::UNWRAP, parent)) return false;
+                SANITY_CHECK(parent);
+                resolution.setThisNode(parent);
+                resolution.setIsMethod(true);
+            }
+            const std::shared_ptr<IOMNode>& thisNode = resolution.getThisNode();
+            if (fToken == Token::_length && thisNode && thisNode->getType() != OMType::String &&
+                thisNode->getType() != OMType::Array && !thisNode->asPlainStored())
+                return false;
+            resolution.fResolvedArgumentList = std::make_shared<std::vector<std::shared_ptr<IOMNode>>>();
+            if (thisNode) resolution.fResolvedArgumentList->push_back(thisNode);
+            if (fToken != Token::_length) {
+                retVal = callPlainBuiltin(AccessType::GET, scope, resolution);
+                return true;
+            }
+            ASSIGN(retVal, OMStored::undefinedFactory());
+            if (!requireArguments(resolution, 1)) return true;
+            if (thisNode->getType() == OMType::String) {
+                SANITY_CHECK(retVal->set(static_cast<int64_t>(thisNode->getString().size())));
+            } else if (thisNode->getType() == OMType::Array) {
+                SANITY_CHECK(retVal->set(static_cast<int64_t>(thisNode->getSize())));
+            } else {
+                std::shared_ptr<IOMNode> member;
+                if (thisNode->asPlainStored()->readMember("length", member) && member) retVal = member;
+            }
+            return true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    retVal.reset();
+    return true;
 }
 
 OMExpressionLValueToken::PlainBuiltin OMExpressionLValueToken::plainBuiltin(Token token)

@@ -26,6 +26,8 @@ public:
     Token getToken() const { return fToken; }
     // Whether this built-in never suspends, and its call without a task as callBuiltin_yielding makes it.
     bool isPlainBuiltin() const { return plainBuiltin(fToken) != nullptr; }
+    // A property read such as `s.length` on a plain value, done without a task.
+    bool getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal) override;
     std::shared_ptr<IOMNode> callPlainBuiltin(AccessType accessType, const std::shared_ptr<OMScope>& scope,
                                               OMExpressionLValueResolution& resolution) const
     {
@@ -106,6 +108,7 @@ public:
                                 const std::shared_ptr<IOMNode>& assignNode) const;
 
 protected:
+    bool computeAtOnce() const override;
     std::string linkText() const override;
     bool linkEqual(const OMExpressionLValue& other) const override;
     bool linkLess(const OMExpressionLValue& other) const override;

@@ -115,6 +115,7 @@ TEST_F(AtOnceEvaluation, MembersContainersAndScopesAgreeWithTheResumableWay)
         "w = []; w[3] = 1; n = 5; n[0] = 1; [w, n]",
         // Built-ins that never suspend, as functions and as methods, misused too.
         "s = 'abcabc'; [s.substr(2), s.indexOf('ca'), abs(0 - 3), s.substr()]",
+        "t = 'abcd'; a = [1, 2]; m = {length: 7}; e = {}; n = 3; [t.length, a.length, m.length, e.length, n.length]",
         "a = []; a.push({x: 1}); a.push(2 + 1); b = a.pop(); [a, b, keys({p: 1, q: 2})]",
         // eval into a map sees through a read-only link: writes stay in the map.
         "q = 1; m = {}; eval('z = q + 1; q = 7', m); [q, m.z, m.q]",
@@ -123,6 +124,7 @@ TEST_F(AtOnceEvaluation, MembersContainersAndScopesAgreeWithTheResumableWay)
     EXPECT_EQ(values[1], "[2, 3]");
     EXPECT_EQ(values[10], "144");
     EXPECT_EQ(values[11], "[[5, 6, 12], { \"k\": 13 }, error, error]");
+    EXPECT_EQ(values[14], "[4, 2, 7, undefined, undefined]");
     EXPECT_EQ(values[13], "[\"cabc\", 2, 3, \"abcabc\"]");
 }
 
