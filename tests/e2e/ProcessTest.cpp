@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <fstream>
 
 #include "support/ProcessRunner.h"
 
@@ -90,5 +91,28 @@ TEST(ProcessIdle, IdleCoordinatorSleeps)
     EXPECT_LT(share, limit) << used << " ticks over two seconds";
     ASSERT_TRUE(process.sendSignal(SIGINT));
     ASSERT_TRUE(process.waitForExit(1000ms));
+    expectCleanShutdown(process);
+}
+
+TEST(ProcessBusy, AComputingScriptUsesAWholeCoreAndStillStopsOnASignal)
+{
+    ProcessRunner folder({QFN_BINARY_PATH});
+    const std::string script = folder.directory() + "/busy.qfl";
+    std::ofstream(script) << "i = 0;\nwhile (true) { i = i + 1; j = i * 2 }\n";
+    ProcessRunner process({QFN_BINARY_PATH, "-f", script});
+    ASSERT_TRUE(process.start());
+    ASSERT_TRUE(ProcessRunner::waitFor([&] { return process.catchesSignal(SIGINT); }, 5000ms));
+    long ticksPerSecond = sysconf(_SC_CLK_TCK);
+    long before = process.cpuTicks();
+    auto started = std::chrono::steady_clock::now();
+    // Measuring over a stretch of time is the point here: the loop must not sleep between slices.
+    ProcessRunner::waitFor([&] { return std::chrono::steady_clock::now() - started > 1500ms; }, 3000ms);
+    long used = process.cpuTicks() - before;
+    double share = static_cast<double>(used) / (1.5 * ticksPerSecond);
+    // A throttled loop would show the idle figure (a few percent); the margin allows for a
+    // neighbour on the other core of a two-core machine.
+    EXPECT_GT(share, 0.6) << used << " ticks over 1.5 seconds";
+    ASSERT_TRUE(process.sendSignal(SIGINT));
+    ASSERT_TRUE(process.waitForExit(2000ms));
     expectCleanShutdown(process);
 }
