@@ -113,6 +113,25 @@ void OMExpressionLValue::resolve_yielding(const std::shared_ptr<Task>& task, boo
     }
 }
 
+bool OMExpressionLValue::getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal)
+{
+    return accessAtOnce(scope, AccessType::GET, nullptr, retVal);
+}
+
+// As set_yielding: the node is reached for writing with the value, which the link stores.
+bool OMExpressionLValue::setAtOnce(const std::shared_ptr<OMScope>& scope, const std::shared_ptr<IOMNode>& value,
+                                   bool& stored)
+{
+    std::shared_ptr<IOMNode> targetedNode;
+    if (!accessAtOnce(scope, AccessType::GET_CREATE, value, targetedNode)) return false;
+    stored = false;
+    do {
+        SANITY_CHECK(targetedNode);
+        stored = true;
+    } while (false);
+    return true;
+}
+
 bool OMExpressionLValue::isLinkAtOnce() const
 {
     return !fUnresolvedArgumentList && (!fParent || OMNode::isResolvableAtOnce(fParent));

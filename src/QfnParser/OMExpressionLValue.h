@@ -42,8 +42,21 @@ public:
     bool compareArgumentListEqual(const OMExpressionLValue& other) const;
     bool compareArgumentListLess(const OMExpressionLValue& other) const;
 
+    // A read, or a store of value, through accessAtOnce.
+    bool getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal) override;
+    bool setAtOnce(const std::shared_ptr<OMScope>& scope, const std::shared_ptr<IOMNode>& value,
+                   bool& stored) override;
+
 protected:
     explicit OMExpressionLValue(std::shared_ptr<IOMNode> parent) : fParent(std::move(parent)) {}
+
+    // The link's node for reading or (with a new value) for writing, found without a task as
+    // get_yielding finds it. False, having done nothing, when that access may suspend.
+    virtual bool accessAtOnce(const std::shared_ptr<OMScope>&, AccessType, const std::shared_ptr<IOMNode>&,
+                              std::shared_ptr<IOMNode>&)
+    {
+        return false;
+    }
 
     // The value on the left of the link, for an access without a task. False to take the
     // resumable way (its access may suspend); true with holder null when it has no value (logged).

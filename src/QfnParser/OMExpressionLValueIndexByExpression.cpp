@@ -82,13 +82,10 @@ bool OMExpressionLValueIndexByExpression::accessAtOnce(const std::shared_ptr<OMS
             bool found = false;
             const OMType type = index->getType();
             if (type == OMType::String) {
-                found = access == AccessType::GET ? holder->readMember(index->getString(), node)
-                                                  : holder->accessForWrite(access, index->getString(), node);
+                found = holder->accessAtOnce(access, index->getString(), node);
             } else if ((type == OMType::Int || type == OMType::Float) && index->getAsNum() >= 0 &&
                        index->getAsNum() < 18446744073709551616.0) {
-                const auto idx = static_cast<uint64_t>(index->getAsNum());
-                found = access == AccessType::GET ? holder->readElement(idx, node)
-                                                  : holder->accessForWrite(access, idx, node);
+                found = holder->accessAtOnce(access, static_cast<uint64_t>(index->getAsNum()), node);
             }
             retVal = deliver(found, node, access, optionalNewValue, parent);
             return true;
@@ -97,25 +94,6 @@ bool OMExpressionLValueIndexByExpression::accessAtOnce(const std::shared_ptr<OMS
         LOG_THROWS(e);
     }
     retVal.reset();
-    return true;
-}
-
-bool OMExpressionLValueIndexByExpression::getAtOnce(const std::shared_ptr<OMScope>& scope,
-                                                    std::shared_ptr<IOMNode>& retVal)
-{
-    return accessAtOnce(scope, AccessType::GET, nullptr, retVal);
-}
-
-bool OMExpressionLValueIndexByExpression::setAtOnce(const std::shared_ptr<OMScope>& scope,
-                                                    const std::shared_ptr<IOMNode>& value, bool& stored)
-{
-    std::shared_ptr<IOMNode> targetedNode;
-    if (!accessAtOnce(scope, AccessType::GET_CREATE, value, targetedNode)) return false;
-    stored = false;
-    do {
-        SANITY_CHECK(targetedNode);
-        stored = true;
-    } while (false);
     return true;
 }
 

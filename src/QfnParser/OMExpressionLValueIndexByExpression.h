@@ -18,15 +18,11 @@ public:
                                bool& inLocalSequence) override;
 
     bool isSettableAtOnce() const override { return isAtOnce(); }
-    bool getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal) override;
-    bool setAtOnce(const std::shared_ptr<OMScope>& scope, const std::shared_ptr<IOMNode>& value,
-                   bool& stored) override;
 
 protected:
     bool computeAtOnce() const override;
-    // The steps of get_yielding for an index into a plain value; false to take the resumable way.
     bool accessAtOnce(const std::shared_ptr<OMScope>& scope, AccessType access,
-                      const std::shared_ptr<IOMNode>& optionalNewValue, std::shared_ptr<IOMNode>& retVal);
+                      const std::shared_ptr<IOMNode>& optionalNewValue, std::shared_ptr<IOMNode>& retVal) override;
     std::string linkText() const override;
     bool linkEqual(const OMExpressionLValue& other) const override;
     bool linkLess(const OMExpressionLValue& other) const override;

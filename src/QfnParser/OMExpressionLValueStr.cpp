@@ -130,8 +130,7 @@ bool OMExpressionLValueStr::accessAtOnce(const std::shared_ptr<OMScope>& scope, 
                 OMStored* holder = nullptr;
                 if (!resolveHolderAtOnce(scope, parent, holder)) return false;
                 if (!holder) break;
-                found = access == AccessType::GET ? holder->readMember(fIdentifier, node)
-                                                  : holder->accessForWrite(access, fIdentifier, node);
+                found = holder->accessAtOnce(access, fIdentifier, node);
             }
             retVal = deliver(found, node, access, optionalNewValue, parent);
             return true;
@@ -140,24 +139,6 @@ bool OMExpressionLValueStr::accessAtOnce(const std::shared_ptr<OMScope>& scope, 
         LOG_THROWS(e);
     }
     retVal.reset();
-    return true;
-}
-
-bool OMExpressionLValueStr::getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal)
-{
-    return accessAtOnce(scope, AccessType::GET, nullptr, retVal);
-}
-
-bool OMExpressionLValueStr::setAtOnce(const std::shared_ptr<OMScope>& scope, const std::shared_ptr<IOMNode>& value,
-                                      bool& stored)
-{
-    std::shared_ptr<IOMNode> targetedNode;
-    if (!accessAtOnce(scope, AccessType::GET_CREATE, value, targetedNode)) return false;
-    stored = false;
-    do {
-        SANITY_CHECK(targetedNode);
-        stored = true;
-    } while (false);
     return true;
 }
 

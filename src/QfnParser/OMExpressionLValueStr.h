@@ -18,18 +18,13 @@ public:
                       std::shared_ptr<IOMNode>& optionalNewValue) override;
 
     bool isSettableAtOnce() const override { return isAtOnce(); }
-    bool getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal) override;
-    bool setAtOnce(const std::shared_ptr<OMScope>& scope, const std::shared_ptr<IOMNode>& value,
-                   bool& stored) override;
 
     const std::string& getIdentifier() const { return fIdentifier; }
 
 protected:
     bool computeAtOnce() const override;
-    // The link's node for reading or (with a new value) for writing, found without a task. False
-    // when the value on the left is no plain value: its access may suspend.
     bool accessAtOnce(const std::shared_ptr<OMScope>& scope, AccessType access,
-                      const std::shared_ptr<IOMNode>& optionalNewValue, std::shared_ptr<IOMNode>& retVal);
+                      const std::shared_ptr<IOMNode>& optionalNewValue, std::shared_ptr<IOMNode>& retVal) override;
     std::string linkText() const override;
     bool linkEqual(const OMExpressionLValue& other) const override;
     bool linkLess(const OMExpressionLValue& other) const override;

@@ -112,6 +112,15 @@ public:
     // map; a scalar has no members. Leaves in node what is stored under attr.
     bool accessForWrite(AccessType accessType, const std::string& attr, std::shared_ptr<IOMNode>& node);
     bool accessForWrite(AccessType accessType, uint64_t idx, std::shared_ptr<IOMNode>& node);
+    // A read (GET) or a write access, by name or by index, as the resumable access makes it.
+    bool accessAtOnce(AccessType accessType, const std::string& attr, std::shared_ptr<IOMNode>& node)
+    {
+        return accessType == AccessType::GET ? readMember(attr, node) : accessForWrite(accessType, attr, node);
+    }
+    bool accessAtOnce(AccessType accessType, uint64_t idx, std::shared_ptr<IOMNode>& node)
+    {
+        return accessType == AccessType::GET ? readElement(idx, node) : accessForWrite(accessType, idx, node);
+    }
     // eval_yielding done at once for a scalar or an expression that can be; self is this node.
     bool evalAtOnce(const std::shared_ptr<IOMNode>& self, const std::shared_ptr<OMScope>& scope,
                     HandleReturnValue handleReturnValue, std::shared_ptr<IOMNode>& retVal);
