@@ -70,11 +70,9 @@ void OMExpressionLValueCall::knowCallee() const
 bool OMExpressionLValueCall::computeAtOnce() const
 {
     knowCallee();
-    if (!fBuiltin || !fBuiltin->isPlainBuiltin() || !fUnresolvedArgumentList) return false;
+    if (!fBuiltin || !fBuiltin->isPlainBuiltin()) return false;
     if (fBuiltin->getParent() && !OMNode::isResolvableAtOnce(fBuiltin->getParent())) return false;
-    for (const auto& argument : *fUnresolvedArgumentList)
-        if (!OMNode::isResolvableAtOnce(argument)) return false;
-    return true;
+    return OMNode::isEachResolvableAtOnce(fUnresolvedArgumentList);
 }
 
 // The steps of get_yielding for such a call: arguments, receiver in front of them, the built-in.

@@ -184,9 +184,7 @@ void OMExpressionSequence::get_yielding(const std::shared_ptr<Task>& task, std::
 bool OMExpressionSequence::computeAtOnce() const
 {
     if (fBinOp == BinOp::SEMICOLON || fBinOp == BinOp::COMMA || fBinOp == BinOp::ASSIGN) return false;
-    for (const auto& node : *fNodeSequence)
-        if (!OMNode::isResolvableAtOnce(node)) return false;
-    return true;
+    return OMNode::isEachResolvableAtOnce(fNodeSequence);
 }
 
 // The steps of get_yielding in one go; only temporaries are made before the end.

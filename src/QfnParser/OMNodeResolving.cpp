@@ -75,6 +75,14 @@ bool OMNode::isResolvableAtOnce(const std::shared_ptr<IOMNode>& node)
     }
 }
 
+bool OMNode::isEachResolvableAtOnce(const NodeList& nodes)
+{
+    if (!nodes) return false;
+    for (const auto& node : *nodes)
+        if (!isResolvableAtOnce(node)) return false;
+    return true;
+}
+
 bool OMNode::getResolvedNodeAtOnce(const std::shared_ptr<IOMNode>& node, const std::shared_ptr<OMScope>& scope,
                                    HandleReturnValue handleReturnValue, std::shared_ptr<IOMNode>& retVal)
 {
