@@ -11,7 +11,11 @@ namespace Qfn {
 
 std::shared_ptr<OMExpressionUnary> OMExpressionUnary::factory(UnOp unOp, const std::shared_ptr<IOMNode>& node)
 {
-    std::shared_ptr<OMExpressionUnary> retVal(new OMExpressionUnary(unOp, node));
+    // One allocation for the expression and its count: every `return` wraps its value in one.
+    struct SharedOMExpressionUnary final : OMExpressionUnary {
+        SharedOMExpressionUnary(UnOp op, const std::shared_ptr<IOMNode>& operand) : OMExpressionUnary(op, operand) {}
+    };
+    std::shared_ptr<OMExpressionUnary> retVal = std::make_shared<SharedOMExpressionUnary>(unOp, node);
     retVal->setDepthFrom(node);
     return retVal;
 }

@@ -43,10 +43,9 @@ public:
 
 protected:
     bool computeAtOnce() const override;
-
-private:
     OMExpressionUnary(UnOp unOp, std::shared_ptr<IOMNode> node) : fUnOp(unOp), fNode(std::move(node)) {}
 
+private:
     UnOp fUnOp;
     std::shared_ptr<IOMNode> fNode;
 };

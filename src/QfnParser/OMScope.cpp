@@ -21,7 +21,14 @@ std::shared_ptr<OMScope> OMScope::factory(const std::shared_ptr<OMScope>& parent
     std::shared_ptr<OMScope> retVal;
     try {
         do {
-            std::shared_ptr<OMScope> scope(new OMScope(parent, parentScopeRelationType));
+            // One allocation for the scope and its count: a scope is made for every call.
+            struct SharedOMScope final : OMScope {
+                SharedOMScope(const std::shared_ptr<OMScope>& parent, ScopeRelationType relation)
+                    : OMScope(parent, relation)
+                {
+                }
+            };
+            std::shared_ptr<OMScope> scope = std::make_shared<SharedOMScope>(parent, parentScopeRelationType);
             SANITY_CHECK(scope);
             retVal = scope;
         } while (false);

@@ -50,7 +50,10 @@ private:
     const OMScope* findVisibleOwner(const std::string& attr, std::shared_ptr<IOMNode>& node) const;
     OMScope* findWriteTarget(const std::string& attr);
 
+protected:
     OMScope(std::shared_ptr<OMScope> parent, ScopeRelationType parentScopeRelationType);
+
+private:
 
     std::shared_ptr<OMScope> fParent;
     ScopeRelationType fParentScopeRelationType;

@@ -109,9 +109,9 @@ TEST(ProcessBusy, AComputingScriptUsesAWholeCoreAndStillStopsOnASignal)
     ProcessRunner::waitFor([&] { return std::chrono::steady_clock::now() - started > 1500ms; }, 3000ms);
     long used = process.cpuTicks() - before;
     double share = static_cast<double>(used) / (1.5 * ticksPerSecond);
-    // A throttled loop would show the idle figure (a few percent); the margin allows for a
-    // neighbour on the other core of a two-core machine.
-    EXPECT_GT(share, 0.6) << used << " ticks over 1.5 seconds";
+    // Alone it takes all of a core (99% measured). A loop throttled by the idle sleep would show
+    // the idle figure, a few percent; the wide margin is for a busy machine sharing its cores.
+    EXPECT_GT(share, 0.3) << used << " ticks over 1.5 seconds";
     ASSERT_TRUE(process.sendSignal(SIGINT));
     ASSERT_TRUE(process.waitForExit(2000ms));
     expectCleanShutdown(process);
