@@ -22,8 +22,8 @@ bool membersResolvableAtOnce(const IOMNode& node)
 }
 
 // A container literal built member by member as the resumable resolution builds it: each member
-// a node of its own. Gives up (having made only the new container) at a member that cannot be
-// resolved at once.
+// a node of its own. Gives up (having made only temporaries) at a member that cannot be resolved
+// at once after all.
 bool containerAtOnce(const std::shared_ptr<IOMNode>& node, const std::shared_ptr<OMScope>& scope,
                      HandleReturnValue handleReturnValue, std::shared_ptr<IOMNode>& retVal)
 {
@@ -93,7 +93,10 @@ bool OMNode::getResolvedNodeAtOnce(const std::shared_ptr<IOMNode>& node, const s
     switch (node->getType()) {
         case OMType::Array:
         case OMType::Map:
-            return node->asPlainStored() && containerAtOnce(node, scope, handleReturnValue, retVal);
+            // Checked first, so that a literal with a member that must suspend is not half built
+            // and then built again the resumable way on every evaluation.
+            return node->asPlainStored() && membersResolvableAtOnce(*node) &&
+                   containerAtOnce(node, scope, handleReturnValue, retVal);
         case OMType::Function:
             return false;
         case OMType::Expression: {
