@@ -37,6 +37,9 @@ public:
     virtual void setIsLogScriptError(bool value) = 0;
     virtual void setIsLogTiming(bool value) = 0;
     virtual void setTimingLogFile(const std::string& path) = 0;
+    // Lines logged while held wait; released, they are written in order or dropped.
+    virtual void holdLines() = 0;
+    virtual void releaseHeldLines(bool write) = 0;
 };
 
 }  // namespace Qfn

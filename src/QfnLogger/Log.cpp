@@ -120,6 +120,16 @@ void setTimingLogFile(const std::string& path)
     if (auto* logger = Logger::instance()) logger->setTimingLogFile(path);
 }
 
+void holdLines()
+{
+    if (auto* logger = Logger::instance()) logger->holdLines();
+}
+
+void releaseHeldLines(bool write)
+{
+    if (auto* logger = Logger::instance()) logger->releaseHeldLines(write);
+}
+
 std::string throwsText(const char* what)
 {
     return std::string("throws ") + (what && *what ? what : "Unknown exception");

@@ -31,6 +31,8 @@ void setIsLogIPC(bool value);
 void setIsLogScriptError(bool value);
 void setIsLogTiming(bool value);
 void setTimingLogFile(const std::string& path);
+void holdLines();
+void releaseHeldLines(bool write);
 
 inline const char* messageText(const char* message) { return message; }
 inline const char* messageText(const std::string& message) { return message.c_str(); }

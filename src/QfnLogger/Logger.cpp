@@ -84,6 +84,25 @@ void Logger::log(const char* tag, const char*, uint32_t, const char* function, c
     line += function ? function : "";
     line += ' ';
     line += message ? message : "";
+    if (fIsHolding) {
+        fHeldLines.push_back(std::move(line));
+        return;
+    }
+    writeLine(line);
+}
+
+void Logger::releaseHeldLines(bool write)
+{
+    fIsHolding = false;
+    if (write) {
+        for (const std::string& line : fHeldLines)
+            writeLine(line);
+    }
+    fHeldLines.clear();
+}
+
+void Logger::writeLine(const std::string& line)
+{
     for (LogListener listener : fLogListeners) listener(line);
     bool opened = false;
     FILE* out = openOutput(fLogFile, opened);

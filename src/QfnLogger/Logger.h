@@ -45,6 +45,8 @@ public:
     void setIsLogScriptError(bool value) override { fIsLogScriptError = value; }
     void setIsLogTiming(bool value) override;
     void setTimingLogFile(const std::string& path) override { fTimingLogFile = path; }
+    void holdLines() override { fIsHolding = true; }
+    void releaseHeldLines(bool write) override;
 
     // The date and time of a log line, "%d-%m-%Y %H:%M:%S" in local time.
     static std::string timeStamp();
@@ -53,6 +55,7 @@ public:
 
 private:
     Logger() = default;
+    void writeLine(const std::string& line);
 
     int32_t fLogLevel = 0;
     bool fIsLogEntryExit = false;
@@ -62,6 +65,8 @@ private:
     bool fIsLogTiming = false;
     std::string fTimingLogFile;
     std::vector<LogListener> fLogListeners;
+    bool fIsHolding = false;
+    std::vector<std::string> fHeldLines;
 };
 
 }  // namespace Qfn

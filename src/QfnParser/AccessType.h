@@ -25,3 +25,11 @@ enum class ScopeRelationType { NONE = 0, READ_ONLY = 1, READ_WRITE = 2 };
 enum class ScriptPhase { PARSE = 0, RUN = 1 };
 
 }  // namespace Qfn
+
+namespace Qfn {
+
+// What evaluation without a task may take on: expressions that cannot suspend, or those too
+// with statement lists and calls of script functions, tried as a whole and dropped if need be.
+enum class AtOnceMode : unsigned char { PLAIN = 0, WITH_CALLS = 1 };
+
+}  // namespace Qfn

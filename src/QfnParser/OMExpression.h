@@ -70,12 +70,16 @@ public:
     // Evaluation without a task for an expression that cannot suspend. getAtOnce false means
     // nothing was done and the resumable way must be taken; setAtOnce likewise, and it reports in
     // stored whether the value went in. Whether an expression is one is known from its tree.
-    bool isAtOnce() const
+    // WITH_CALLS also takes statement lists and calls of script functions (see AtOnceCalls).
+    bool isAtOnce(AtOnceMode mode = AtOnceMode::PLAIN) const
     {
-        if (fAtOnce < 0) fAtOnce = computeAtOnce() ? 1 : 0;
-        return fAtOnce != 0;
+        int8_t& known = fAtOnce[static_cast<size_t>(mode)];
+        if (known < 0) known = computeAtOnce(mode) ? 1 : 0;
+        return known != 0;
     }
-    virtual bool isSettableAtOnce() const { return false; }
+    // Met at run time: this expression is never to be tried that way again.
+    void refuseAtOnce(AtOnceMode mode) const { fAtOnce[static_cast<size_t>(mode)] = 0; }
+    virtual bool isSettableAtOnce(AtOnceMode) const { return false; }
     virtual bool getAtOnce(const std::shared_ptr<OMScope>&, std::shared_ptr<IOMNode>&) { return false; }
     virtual bool setAtOnce(const std::shared_ptr<OMScope>&, const std::shared_ptr<IOMNode>&, bool&)
     {
@@ -88,6 +92,8 @@ public:
     virtual bool isKeyword() const { return false; }
     virtual bool isKeyword(Token) const { return false; }
     virtual bool isLValue() const { return false; }
+    // A plain call `f(...)` of a script function.
+    virtual bool isScriptCall() const { return false; }
 
 protected:
     // Called by the factories once the operands are in place.
@@ -97,12 +103,12 @@ protected:
         if (depth > fDepth) fDepth = depth;
     }
 
-    virtual bool computeAtOnce() const { return false; }
+    virtual bool computeAtOnce(AtOnceMode) const { return false; }
 
     uint32_t fDepth = 1;
 
 private:
-    mutable int8_t fAtOnce = -1;
+    mutable int8_t fAtOnce[2] = {-1, -1};
 };
 
 }  // namespace Qfn

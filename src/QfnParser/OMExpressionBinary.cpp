@@ -445,14 +445,15 @@ void OMExpressionBinary::get_yielding(const std::shared_ptr<Task>& task, std::sh
 
 // Loops and statement lists take turns with other tasks; an operation or an assignment of
 // operands that cannot suspend is done at once.
-bool OMExpressionBinary::computeAtOnce() const
+bool OMExpressionBinary::computeAtOnce(AtOnceMode mode) const
 {
-    if (isLoop() || fBinOp == BinOp::COMMA || fBinOp == BinOp::SEMICOLON) return false;
+    if (isLoop()) return false;
+    if (isStatementList() && mode != AtOnceMode::WITH_CALLS) return false;
     if (fBinOp == BinOp::ASSIGN) {
         const std::shared_ptr<OMExpression> target = expressionOf(fNode1);
-        return target && target->isSettableAtOnce() && OMNode::isResolvableAtOnce(fNode2);
+        return target && target->isSettableAtOnce(mode) && OMNode::isResolvableAtOnce(fNode2, mode);
     }
-    return OMNode::isResolvableAtOnce(fNode1) && OMNode::isResolvableAtOnce(fNode2);
+    return OMNode::isResolvableAtOnce(fNode1, mode) && OMNode::isResolvableAtOnce(fNode2, mode);
 }
 
 // The steps of get_yielding in one go. Reads come first, so that giving up leaves nothing done.
@@ -477,6 +478,18 @@ bool OMExpressionBinary::getAtOnce(const std::shared_ptr<OMScope>& scope, std::s
             }
             std::shared_ptr<IOMNode> left;
             if (!OMNode::getResolvedNodeAtOnce(fNode1, scope, HandleReturnValue::KEEP_WRAPPED, left)) return false;
+            if (isStatementList()) {
+                // The second statement runs unless the first has none or ends the list.
+                if (left && (isReturnMark(left) || isBreakMark(left))) {
+                    retVal = std::move(left);
+                    return true;
+                }
+                if (left && !OMNode::getResolvedNodeAtOnce(fNode2, scope, HandleReturnValue::KEEP_WRAPPED, right))
+                    return false;
+                SANITY_CHECK(left && right);
+                retVal = std::move(right);
+                return true;
+            }
             if (!OMNode::getResolvedNodeAtOnce(fNode2, scope, HandleReturnValue::KEEP_WRAPPED, right)) return false;
             SANITY_CHECK(left && right);
             const NodeReuse reuse1 = OMNode::reuseOf(left);

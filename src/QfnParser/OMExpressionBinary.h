@@ -43,6 +43,8 @@ public:
     int getBindingLevel() const override { return isLoop() ? 0 : static_cast<int>(fBinOp); }
 
     BinOp getBinOp() const { return fBinOp; }
+    // Statements separated by `;` or `,`: a `return` or `break` ends the list.
+    bool isStatementList() const { return fBinOp == BinOp::SEMICOLON || fBinOp == BinOp::COMMA; }
     const std::shared_ptr<IOMNode>& getNode1() const { return fNode1; }
     const std::shared_ptr<IOMNode>& getNode2() const { return fNode2; }
 
@@ -51,7 +53,7 @@ public:
     static const char* binOpToSuffixStr(BinOp binOp);
 
 protected:
-    bool computeAtOnce() const override;
+    bool computeAtOnce(AtOnceMode mode) const override;
 
 private:
     OMExpressionBinary(BinOp binOp, std::shared_ptr<IOMNode> node1, std::shared_ptr<IOMNode> node2)

@@ -132,9 +132,9 @@ bool OMExpressionLValue::setAtOnce(const std::shared_ptr<OMScope>& scope, const 
     return true;
 }
 
-bool OMExpressionLValue::isLinkAtOnce() const
+bool OMExpressionLValue::isLinkAtOnce(AtOnceMode mode) const
 {
-    return !fUnresolvedArgumentList && (!fParent || OMNode::isResolvableAtOnce(fParent));
+    return !fUnresolvedArgumentList && (!fParent || OMNode::isResolvableAtOnce(fParent, mode));
 }
 
 bool OMExpressionLValue::resolveHolderAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& parent,

@@ -63,7 +63,7 @@ protected:
     bool resolveHolderAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& parent,
                              OMStored*& holder) const;
     // The link reads at once from a plain value on its left, over argument-free parents only.
-    bool isLinkAtOnce() const;
+    bool isLinkAtOnce(AtOnceMode mode) const;
 
     // This link's own text, after its parent's: "name", ".name", "[1]", "(a, b)".
     virtual std::string linkText() const = 0;

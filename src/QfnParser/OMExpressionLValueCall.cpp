@@ -1,6 +1,7 @@
 #include "QfnParser/OMExpressionLValueCall.h"
 
 #include "QfnLogger/Check.h"
+#include "QfnParser/AtOnceCalls.h"
 #include "QfnParser/OMExpressionLValueStr.h"
 #include "QfnParser/OMExpressionLValueToken.h"
 #include "QfnParser/OMNode.h"
@@ -66,18 +67,60 @@ void OMExpressionLValueCall::knowCallee() const
     fCalleeKnown = true;
 }
 
-// A call of a built-in that never suspends, over arguments and a receiver that resolve at once.
-bool OMExpressionLValueCall::computeAtOnce() const
+// A call of a built-in that never suspends, over arguments and a receiver that resolve at once;
+// with calls, instead a plain call `f(...)` of a script function (whose body is checked when called).
+bool OMExpressionLValueCall::computeAtOnce(AtOnceMode mode) const
 {
     knowCallee();
+    if (mode == AtOnceMode::WITH_CALLS) {
+        return !fBuiltin && !fMethod && OMNode::isResolvableAtOnce(fParent, mode) &&
+               OMNode::isEachResolvableAtOnce(fUnresolvedArgumentList, mode);
+    }
     if (!fBuiltin || !fBuiltin->isPlainBuiltin()) return false;
-    if (fBuiltin->getParent() && !OMNode::isResolvableAtOnce(fBuiltin->getParent())) return false;
-    return OMNode::isEachResolvableAtOnce(fUnresolvedArgumentList);
+    if (fBuiltin->getParent() && !OMNode::isResolvableAtOnce(fBuiltin->getParent(), mode)) return false;
+    return OMNode::isEachResolvableAtOnce(fUnresolvedArgumentList, mode);
+}
+
+// The steps of get_yielding for a plain call of a script function: arguments, callee, the call.
+bool OMExpressionLValueCall::callScriptAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal)
+{
+    try {
+        do {
+            SANITY_CHECK(fUnresolvedArgumentList && fParent && scope);
+            OMArray arguments;
+            arguments.reserve(fUnresolvedArgumentList->size());
+            for (const auto& argument : *fUnresolvedArgumentList) {
+                std::shared_ptr<IOMNode> resolved;
+                if (!OMNode::getResolvedNodeAtOnce(argument, scope, HandleReturnValue::UNWRAP, resolved))
+                    return false;
+                // An argument without a value: the resumable way reports it.
+                if (!resolved) return false;
+                arguments.push_back(std::move(resolved));
+            }
+            std::shared_ptr<IOMNode> callee;
+            if (!OMNode::getResolvedNodeAtOnce(fParent, scope, HandleReturnValue::UNWRAP, callee)) return false;
+            OMStored* function = callee && callee->getType() == OMType::Function ? callee->asPlainStored() : nullptr;
+            if (!function) {
+                // Not a function: the resumable way reports that, every time.
+                AtOnceCalls::refuse();
+                return false;
+            }
+            std::shared_ptr<IOMNode> result;
+            if (!function->callAtOnce(arguments, scope, result)) return false;
+            retVal = result ? result->unwrapReturnValue() : nullptr;
+            return true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    retVal.reset();
+    return true;
 }
 
 // The steps of get_yielding for such a call: arguments, receiver in front of them, the built-in.
 bool OMExpressionLValueCall::getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal)
 {
+    if (!fBuiltin) return AtOnceCalls::mode() == AtOnceMode::WITH_CALLS && callScriptAtOnce(scope, retVal);
     try {
         do {
             SANITY_CHECK(fUnresolvedArgumentList && fBuiltin && scope);

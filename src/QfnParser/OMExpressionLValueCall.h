@@ -18,9 +18,14 @@ public:
                       AccessType accessType, const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase,
                       std::shared_ptr<IOMNode>& optionalNewValue) override;
     bool getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal) override;
+    bool isScriptCall() const override
+    {
+        knowCallee();
+        return !fBuiltin && !fMethod;
+    }
 
 protected:
-    bool computeAtOnce() const override;
+    bool computeAtOnce(AtOnceMode mode) const override;
     std::string linkText() const override;
     bool linkEqual(const OMExpressionLValue& other) const override;
     bool linkLess(const OMExpressionLValue& other) const override;
@@ -33,6 +38,7 @@ private:
         fUnresolvedArgumentList = std::move(arguments);
     }
 
+    bool callScriptAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal);
     // What the link on the left is, found out on the first call: the tree does not change.
     void knowCallee() const;
 

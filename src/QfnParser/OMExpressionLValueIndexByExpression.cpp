@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "QfnLogger/Check.h"
+#include "QfnParser/AtOnceCalls.h"
 #include "QfnParser/OMNode.h"
 #include "QfnParser/OMStored.h"
 #include "QfnTask/YieldingFrame.h"
@@ -58,9 +59,9 @@ bool OMExpressionLValueIndexByExpression::scanForLocalVariables(
     return retVal;
 }
 
-bool OMExpressionLValueIndexByExpression::computeAtOnce() const
+bool OMExpressionLValueIndexByExpression::computeAtOnce(AtOnceMode mode) const
 {
-    return fParent && fIndexExpression && isLinkAtOnce() && OMNode::isResolvableAtOnce(fIndexExpression);
+    return fParent && fIndexExpression && isLinkAtOnce(mode) && OMNode::isResolvableAtOnce(fIndexExpression, mode);
 }
 
 bool OMExpressionLValueIndexByExpression::accessAtOnce(const std::shared_ptr<OMScope>& scope, AccessType access,
@@ -70,6 +71,11 @@ bool OMExpressionLValueIndexByExpression::accessAtOnce(const std::shared_ptr<OMS
     try {
         do {
             SANITY_CHECK(scope && fIndexExpression);
+            // A container may be anyone's: an attempt with calls cannot store into one.
+            if (access != AccessType::GET && AtOnceCalls::mode() == AtOnceMode::WITH_CALLS) {
+                AtOnceCalls::refuse();
+                return false;
+            }
             std::shared_ptr<IOMNode> parent;
             OMStored* holder = nullptr;
             if (!resolveHolderAtOnce(scope, parent, holder)) return false;

@@ -17,10 +17,10 @@ public:
     bool scanForLocalVariables(const std::shared_ptr<FunctionSignature>& functionSignature,
                                bool& inLocalSequence) override;
 
-    bool isSettableAtOnce() const override { return isAtOnce(); }
+    bool isSettableAtOnce(AtOnceMode mode) const override { return isAtOnce(mode); }
 
 protected:
-    bool computeAtOnce() const override;
+    bool computeAtOnce(AtOnceMode mode) const override;
     bool accessAtOnce(const std::shared_ptr<OMScope>& scope, AccessType access,
                       const std::shared_ptr<IOMNode>& optionalNewValue, std::shared_ptr<IOMNode>& retVal) override;
     std::string linkText() const override;

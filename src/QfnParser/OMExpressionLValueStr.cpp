@@ -1,6 +1,7 @@
 #include "QfnParser/OMExpressionLValueStr.h"
 
 #include "QfnLogger/Check.h"
+#include "QfnParser/AtOnceCalls.h"
 #include "QfnParser/OMScope.h"
 #include "QfnParser/OMStored.h"
 #include "QfnTask/YieldingFrame.h"
@@ -107,9 +108,12 @@ void OMExpressionLValueStr::get_yielding(const std::shared_ptr<Task>& task, std:
     }
 }
 
-bool OMExpressionLValueStr::computeAtOnce() const
+// A call at once binds no "this" or "arguments": a body that names them is called resumably.
+bool OMExpressionLValueStr::computeAtOnce(AtOnceMode mode) const
 {
-    return isLinkAtOnce();
+    if (mode == AtOnceMode::WITH_CALLS && !fParent && (fIdentifier == "this" || fIdentifier == "arguments"))
+        return false;
+    return isLinkAtOnce(mode);
 }
 
 // The steps of get_yielding for a name of the scope or a member of a plain value.
@@ -123,6 +127,11 @@ bool OMExpressionLValueStr::accessAtOnce(const std::shared_ptr<OMScope>& scope, 
             std::shared_ptr<IOMNode> parent;
             std::shared_ptr<IOMNode> node;
             bool found = false;
+            if (access != AccessType::GET && AtOnceCalls::mode() == AtOnceMode::WITH_CALLS &&
+                (fParent || !AtOnceCalls::isStoreInside(*scope, fIdentifier))) {
+                AtOnceCalls::refuse();
+                return false;
+            }
             if (!fParent) {
                 found = access == AccessType::GET ? scope->readAtOnce(fIdentifier, node)
                                                   : scope->writeAtOnce(access, fIdentifier, node);

@@ -17,12 +17,12 @@ public:
                       AccessType accessType, const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase,
                       std::shared_ptr<IOMNode>& optionalNewValue) override;
 
-    bool isSettableAtOnce() const override { return isAtOnce(); }
+    bool isSettableAtOnce(AtOnceMode mode) const override { return isAtOnce(mode); }
 
     const std::string& getIdentifier() const { return fIdentifier; }
 
 protected:
-    bool computeAtOnce() const override;
+    bool computeAtOnce(AtOnceMode mode) const override;
     bool accessAtOnce(const std::shared_ptr<OMScope>& scope, AccessType access,
                       const std::shared_ptr<IOMNode>& optionalNewValue, std::shared_ptr<IOMNode>& retVal) override;
     std::string linkText() const override;

@@ -92,9 +92,11 @@ void OMExpressionLValueToken::get_yielding(const std::shared_ptr<Task>& task,
     }
 }
 
-bool OMExpressionLValueToken::computeAtOnce() const
+// With calls only `length`: a built-in may change what it is handed, which could not be taken back.
+bool OMExpressionLValueToken::computeAtOnce(AtOnceMode mode) const
 {
-    return fToken != Token::_none && (isPlainBuiltin() || fToken == Token::_length) && isLinkAtOnce();
+    const bool taken = fToken == Token::_length || (isPlainBuiltin() && mode == AtOnceMode::PLAIN);
+    return fToken != Token::_none && taken && isLinkAtOnce(mode);
 }
 
 // The steps of get_yielding and callBuiltin_yielding: the value on the left goes in as argument 0.

@@ -108,7 +108,7 @@ public:
                                 const std::shared_ptr<IOMNode>& assignNode) const;
 
 protected:
-    bool computeAtOnce() const override;
+    bool computeAtOnce(AtOnceMode mode) const override;
     std::string linkText() const override;
     bool linkEqual(const OMExpressionLValue& other) const override;
     bool linkLess(const OMExpressionLValue& other) const override;

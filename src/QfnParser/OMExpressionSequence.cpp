@@ -180,11 +180,12 @@ void OMExpressionSequence::get_yielding(const std::shared_ptr<Task>& task, std::
 }
 
 // A chain of operators over operands that cannot suspend is computed at once; statement lists
-// take turns with other tasks.
-bool OMExpressionSequence::computeAtOnce() const
+// take turns with other tasks, except inside a function called at once.
+bool OMExpressionSequence::computeAtOnce(AtOnceMode mode) const
 {
-    if (fBinOp == BinOp::SEMICOLON || fBinOp == BinOp::COMMA || fBinOp == BinOp::ASSIGN) return false;
-    return OMNode::isEachResolvableAtOnce(fNodeSequence);
+    if (fBinOp == BinOp::ASSIGN) return false;
+    if (isStatementList() && mode != AtOnceMode::WITH_CALLS) return false;
+    return OMNode::isEachResolvableAtOnce(fNodeSequence, mode);
 }
 
 // The steps of get_yielding in one go; only temporaries are made before the end.
@@ -195,6 +196,7 @@ bool OMExpressionSequence::getAtOnce(const std::shared_ptr<OMScope>& scope, std:
             std::shared_ptr<IOMNode> result;
             std::shared_ptr<IOMNode> value;
             bool failed = false;
+            const bool statements = isStatementList();
             for (size_t idx = 0; idx < fNodeSequence->size() && !failed; ++idx) {
                 if (!OMNode::getResolvedNodeAtOnce((*fNodeSequence)[idx], scope, HandleReturnValue::KEEP_WRAPPED,
                                                    value))
@@ -202,7 +204,10 @@ bool OMExpressionSequence::getAtOnce(const std::shared_ptr<OMScope>& scope, std:
                 if (!value) {
                     LOG_ERROR("sequence element has no value");
                     failed = true;
-                } else if (idx == 0) {
+                } else if (statements && (value->isReturnValue() || value->isKeyword(Token::_break))) {
+                    retVal = std::move(value);
+                    return true;
+                } else if (idx == 0 || statements) {
                     result = std::move(value);
                 } else {
                     const NodeReuse reuse = OMNode::reuseOf(result);

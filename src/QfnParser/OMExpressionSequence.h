@@ -24,6 +24,8 @@ public:
     std::shared_ptr<IOMNode> getNode(uint64_t idx) const;
     uint64_t getNodeCount() const { return fNodeSequence->size(); }
     BinOp getBinOp() const { return fBinOp; }
+    // Statements separated by `;` or `,`: a `return` or `break` ends the list.
+    bool isStatementList() const { return fBinOp == BinOp::SEMICOLON || fBinOp == BinOp::COMMA; }
 
     void get_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
                       AccessType accessType, const std::shared_ptr<OMScope>& scope,
@@ -41,7 +43,7 @@ public:
     bool getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal) override;
 
 protected:
-    bool computeAtOnce() const override;
+    bool computeAtOnce(AtOnceMode mode) const override;
 
 private:
     explicit OMExpressionSequence(BinOp binOp)

@@ -170,10 +170,10 @@ void OMExpressionTernary::get_yielding(const std::shared_ptr<Task>& task, std::s
     }
 }
 
-bool OMExpressionTernary::computeAtOnce() const
+bool OMExpressionTernary::computeAtOnce(AtOnceMode mode) const
 {
-    return (fTernOp == TernOp::IF || fTernOp == TernOp::CONDITIONAL) && OMNode::isResolvableAtOnce(fNode1) &&
-           OMNode::isResolvableAtOnce(fNode2) && OMNode::isResolvableAtOnce(fNode3);
+    return (fTernOp == TernOp::IF || fTernOp == TernOp::CONDITIONAL) && OMNode::isResolvableAtOnce(fNode1, mode) &&
+           OMNode::isResolvableAtOnce(fNode2, mode) && OMNode::isResolvableAtOnce(fNode3, mode);
 }
 
 // The steps of get_yielding in one go: the condition, then the branch it chooses.

@@ -44,7 +44,7 @@ public:
     bool getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal) override;
 
 protected:
-    bool computeAtOnce() const override;
+    bool computeAtOnce(AtOnceMode mode) const override;
 
 private:
     OMExpressionTernary(TernOp ternOp, std::shared_ptr<IOMNode> node1, std::shared_ptr<IOMNode> node2,

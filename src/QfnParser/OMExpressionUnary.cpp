@@ -110,12 +110,12 @@ bool OMExpressionUnary::isChanging() const
            fUnOp == UnOp::POST_INC;
 }
 
-bool OMExpressionUnary::computeAtOnce() const
+bool OMExpressionUnary::computeAtOnce(AtOnceMode mode) const
 {
-    if (!OMNode::isResolvableAtOnce(fNode)) return false;
+    if (!OMNode::isResolvableAtOnce(fNode, mode)) return false;
     if (!isChanging()) return true;
     const std::shared_ptr<OMExpression> target = expressionOf(fNode);
-    return target && target->isSettableAtOnce();
+    return target && target->isSettableAtOnce(mode);
 }
 
 // The steps of get_yielding in one go; the operand is read before anything is stored.

@@ -42,7 +42,7 @@ public:
     static const char* unOpToSuffixStr(UnOp unOp);
 
 protected:
-    bool computeAtOnce() const override;
+    bool computeAtOnce(AtOnceMode mode) const override;
     OMExpressionUnary(UnOp unOp, std::shared_ptr<IOMNode> node) : fUnOp(unOp), fNode(std::move(node)) {}
 
 private:

@@ -110,8 +110,8 @@ public:
     static bool getResolvedNodeAtOnce(const std::shared_ptr<IOMNode>& node, const std::shared_ptr<OMScope>& scope,
                                       HandleReturnValue handleReturnValue, std::shared_ptr<IOMNode>& retVal);
     // Whether a node of a parsed tree is one getResolvedNodeAtOnce takes.
-    static bool isResolvableAtOnce(const std::shared_ptr<IOMNode>& node);
-    static bool isEachResolvableAtOnce(const NodeList& nodes);
+    static bool isResolvableAtOnce(const std::shared_ptr<IOMNode>& node, AtOnceMode mode);
+    static bool isEachResolvableAtOnce(const NodeList& nodes, AtOnceMode mode);
     // On by default; off, every evaluation takes the resumable way (to compare the two).
     static void setAtOnceEnabled(bool enabled) { fAtOnceEnabled = enabled; }
     static bool isAtOnceEnabled() { return fAtOnceEnabled; }

@@ -1,6 +1,7 @@
 // The resumable parts of OMNode: resolving parsed values and argument lists, and the access and
 // assignment paths that build on them.
 #include "QfnLogger/Check.h"
+#include "QfnParser/AtOnceCalls.h"
 #include "QfnParser/OMExpression.h"
 #include "QfnParser/OMNode.h"
 #include "QfnParser/OMScope.h"
@@ -12,12 +13,12 @@ namespace Qfn {
 namespace {
 
 // Whether every member of a container literal resolves at once.
-bool membersResolvableAtOnce(const IOMNode& node)
+bool membersResolvableAtOnce(const IOMNode& node, AtOnceMode mode)
 {
     std::shared_ptr<IOMNodeIterator> iter = node.getNodeIterator();
     if (!iter) return false;
     for (; !iter->atEnd(); (*iter)++)
-        if (!OMNode::isResolvableAtOnce(**iter)) return false;
+        if (!OMNode::isResolvableAtOnce(**iter, mode)) return false;
     return true;
 }
 
@@ -50,13 +51,13 @@ bool containerAtOnce(const std::shared_ptr<IOMNode>& node, const std::shared_ptr
 
 }  // namespace
 
-bool OMNode::isResolvableAtOnce(const std::shared_ptr<IOMNode>& node)
+bool OMNode::isResolvableAtOnce(const std::shared_ptr<IOMNode>& node, AtOnceMode mode)
 {
     if (!node) return true;
     switch (node->getType()) {
         case OMType::Array:
         case OMType::Map:
-            return node->asPlainStored() && membersResolvableAtOnce(*node);
+            return node->asPlainStored() && membersResolvableAtOnce(*node, mode);
         case OMType::Function:
             return false;
         case OMType::Expression: {
@@ -65,21 +66,21 @@ bool OMNode::isResolvableAtOnce(const std::shared_ptr<IOMNode>& node)
             if (stored->isReturnValue()) {
                 // `return x`: evaluated as x is, then wrapped again.
                 const std::shared_ptr<IOMNode> source = stored->unwrapReturnValue();
-                return source && source.get() != node.get() && isResolvableAtOnce(source);
+                return source && source.get() != node.get() && isResolvableAtOnce(source, mode);
             }
             const std::shared_ptr<OMExpression> expression = stored->getExpression();
-            return expression && expression->isAtOnce();
+            return expression && expression->isAtOnce(mode);
         }
         default:
             return true;
     }
 }
 
-bool OMNode::isEachResolvableAtOnce(const NodeList& nodes)
+bool OMNode::isEachResolvableAtOnce(const NodeList& nodes, AtOnceMode mode)
 {
     if (!nodes) return false;
     for (const auto& node : *nodes)
-        if (!isResolvableAtOnce(node)) return false;
+        if (!isResolvableAtOnce(node, mode)) return false;
     return true;
 }
 
@@ -95,7 +96,7 @@ bool OMNode::getResolvedNodeAtOnce(const std::shared_ptr<IOMNode>& node, const s
         case OMType::Map:
             // Checked first, so that a literal with a member that must suspend is not half built
             // and then built again the resumable way on every evaluation.
-            return node->asPlainStored() && membersResolvableAtOnce(*node) &&
+            return node->asPlainStored() && membersResolvableAtOnce(*node, AtOnceCalls::mode()) &&
                    containerAtOnce(node, scope, handleReturnValue, retVal);
         case OMType::Function:
             return false;
@@ -114,10 +115,12 @@ void OMNode::getResolvedNode_yielding(const std::shared_ptr<Task>& task, std::sh
                                       const std::shared_ptr<OMScope>& scope, ScriptPhase scriptPhase,
                                       HandleReturnValue handleReturnValue)
 {
-    // A fresh call that needs no suspension is done at once, without a frame.
+    // A fresh call that needs no suspension is done at once, without a frame; a call of a script
+    // function may be tried that way as a whole.
     if (fAtOnceEnabled && accessType != AccessType::SET && scriptPhase == ScriptPhase::RUN &&
         !task->areNestedFunctionStatesActive() &&
-        getResolvedNodeAtOnce(node, scope, handleReturnValue, retVal))
+        (getResolvedNodeAtOnce(node, scope, handleReturnValue, retVal) ||
+         AtOnceCalls::attempt(*task, node, scope, handleReturnValue, retVal)))
         return;
     struct LocalVariableState : virtual OMFunctionState {
         std::shared_ptr<OMStored> container;

@@ -37,6 +37,11 @@ public:
     {
         return findWriteTarget(attr)->accessForWrite(accessType, attr, node);
     }
+    // Which attempt of evaluation at once made this scope for a call; 0 for none.
+    uint64_t getAtOnceMark() const { return fAtOnceMark; }
+    void setAtOnceMark(uint64_t mark) { fAtOnceMark = mark; }
+    // The scope that name = value writes into.
+    const OMScope* getWriteTarget(const std::string& attr) { return findWriteTarget(attr); }
     // A scope's members are reached through its chain, not as those of a plain value.
     OMStored* asPlainStored() override { return nullptr; }
 
@@ -58,6 +63,7 @@ private:
     std::shared_ptr<OMScope> fParent;
     ScopeRelationType fParentScopeRelationType;
     std::vector<std::string> fScriptFileStack;
+    uint64_t fAtOnceMark = 0;
 };
 
 }  // namespace Qfn

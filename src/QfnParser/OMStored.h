@@ -74,6 +74,12 @@ public:
     static double pow(double base, int exponent);
 
     // Calls (OMStoredCalls.cpp).
+    // The scope a call of this function runs its body in, with parameters and locals bound.
+    std::shared_ptr<OMScope> makeCallScope(bool isMethod, const std::shared_ptr<IOMNode>& thisNode,
+                                           const OMArray* arguments, const std::shared_ptr<OMScope>& scope,
+                                           bool isAtOnce);
+    // A plain call inside an attempt of AtOnceCalls; false when the attempt must give up.
+    bool callAtOnce(const OMArray& arguments, const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal);
     void callNodeAsFunction_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
                                      bool isMethod, const std::shared_ptr<IOMNode>& thisNode,
                                      const NodeList& arguments, const std::shared_ptr<OMScope>& scope);

@@ -1,5 +1,6 @@
 // OMStored: member access, the fast setters and evaluation against a scope.
 #include "QfnLogger/Check.h"
+#include "QfnParser/AtOnceCalls.h"
 #include "QfnParser/OMExpression.h"
 #include "QfnParser/OMScope.h"
 #include "QfnParser/OMStored.h"
@@ -454,7 +455,7 @@ bool OMStored::evalAtOnce(const std::shared_ptr<IOMNode>& self, const std::share
             OMStored* stored = source->asPlainStored();
             if (!stored || stored->isReturnValue()) return false;
             if (stored->fType == OMType::Expression) {
-                if (!stored->fExpression || !stored->fExpression->isAtOnce() ||
+                if (!stored->fExpression || !stored->fExpression->isAtOnce(AtOnceCalls::mode()) ||
                     !stored->fExpression->getAtOnce(scope, result))
                     return false;
             } else if (stored->fType == OMType::Array || stored->fType == OMType::Map ||
@@ -464,7 +465,8 @@ bool OMStored::evalAtOnce(const std::shared_ptr<IOMNode>& self, const std::share
                 result = source;
             }
         } else if (fType == OMType::Expression) {
-            if (!fExpression || !fExpression->isAtOnce() || !fExpression->getAtOnce(scope, result)) return false;
+            if (!fExpression || !fExpression->isAtOnce(AtOnceCalls::mode()) || !fExpression->getAtOnce(scope, result))
+                return false;
         } else if (fType == OMType::Array || fType == OMType::Map || fType == OMType::Function) {
             return false;
         } else {
@@ -488,9 +490,11 @@ bool OMStored::evalAtOnce(const std::shared_ptr<IOMNode>& self, const std::share
 void OMStored::eval_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
                              const std::shared_ptr<OMScope>& scope, HandleReturnValue handleReturnValue)
 {
-    // A fresh call that needs no suspension is done at once, without a frame.
+    // A fresh call that needs no suspension is done at once, without a frame; one with calls of
+    // script functions may be tried that way as a whole.
     if (isAtOnceEnabled() && !task->areNestedFunctionStatesActive() &&
-        evalAtOnce(shared_from_this(), scope, handleReturnValue, retVal))
+        (evalAtOnce(shared_from_this(), scope, handleReturnValue, retVal) ||
+         AtOnceCalls::attempt(*task, shared_from_this(), scope, handleReturnValue, retVal)))
         return;
     struct LocalVariableState : virtual OMFunctionState {
         bool wasReturnValue = false;

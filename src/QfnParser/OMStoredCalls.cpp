@@ -8,6 +8,7 @@
 
 #include "QfnCoordinator/InternalCoordinator.h"
 #include "QfnLogger/Check.h"
+#include "QfnParser/AtOnceCalls.h"
 #include "QfnParser/FunctionSignature.h"
 #include "QfnParser/OMExpression.h"
 #include "QfnParser/OMScope.h"
@@ -71,7 +72,102 @@ bool OMStored::wouldMakeCycle(const IOMNode& holder, const IOMNode& value)
 
 // A fresh scope under the caller's holds "this", "arguments", the parameters and the `var`
 // locals; each parameter gets its own node, so that assigning to it never reaches the caller's
-// variable (a container is still shared).
+// variable (a container is still shared). A call at once binds neither "this" nor "arguments"
+// (its body names neither), and keeps a temporary scalar argument as its parameter's node.
+std::shared_ptr<OMScope> OMStored::makeCallScope(bool isMethod, const std::shared_ptr<IOMNode>& thisNode,
+                                                 const OMArray* arguments, const std::shared_ptr<OMScope>& scope,
+                                                 bool isAtOnce)
+{
+    std::shared_ptr<OMScope> retVal;
+    try {
+        do {
+            SANITY_CHECK(fType == OMType::Function);
+            SANITY_CHECK(scope);
+            std::shared_ptr<FunctionSignature> functionSignature;
+            ASSIGN(functionSignature, fFunctionSignature);
+            std::shared_ptr<OMScope> functionScope;
+            ASSIGN(functionScope, InternalCoordinator::scopeFactory(scope, ScopeRelationType::READ_WRITE));
+            if (functionScope->getType() != OMType::Map) {
+                SANITY_CHECK(functionScope->setEmptyMap());
+            }
+            const size_t argumentCount = arguments ? arguments->size() : 0;
+            // The receiver fills the first parameter when no argument is there for it, and
+            // always for a plain call handed a receiver.
+            const bool thisFillsFirst = thisNode && (!isMethod || argumentCount == 0);
+            if (isMethod && thisNode) {
+                SANITY_CHECK(functionScope->bindMember("this", thisNode));
+            }
+            const auto& parameters = functionSignature->getParameterList();
+            bool bound = true;
+            for (size_t i = 1; i < parameters.size() && bound; ++i) {
+                size_t valueIdx = i - 1;
+                std::shared_ptr<IOMNode> value;
+                if (thisFillsFirst) {
+                    value = valueIdx == 0 ? thisNode
+                                          : (valueIdx - 1 < argumentCount ? (*arguments)[valueIdx - 1] : nullptr);
+                } else if (valueIdx < argumentCount) {
+                    value = (*arguments)[valueIdx];
+                }
+                const bool adopt = isAtOnce && value && OMNode::reuseOf(value) == NodeReuse::REUSE &&
+                                   value->isScalar() && !value->isReturnValue();
+                bound = functionScope->bindMember(parameters[i], adopt   ? value
+                                                                 : value ? OMStored::factory(*value)
+                                                                         : OMStored::undefinedFactory());
+            }
+            SANITY_CHECK(bound);
+            for (const auto& local : functionSignature->getLocalVariables())
+                bound = functionScope->bindMember(local, OMStored::undefinedFactory()) && bound;
+            SANITY_CHECK(bound);
+            if (isAtOnce) {
+                retVal = std::move(functionScope);
+                break;
+            }
+            if (!isMethod) {
+                if (thisNode) {
+                    SANITY_CHECK(functionScope->bindMember("this", thisNode));
+                } else if (argumentCount > 0) {
+                    SANITY_CHECK(functionScope->bindMember("this", (*arguments)[0]));
+                }
+            }
+            if (argumentCount > 0) {
+                auto argumentArray = OMStored::arrayFactory();
+                for (const auto& argument : *arguments)
+                    argumentArray->push(argument);
+                SANITY_CHECK(functionScope->bindMember("arguments", argumentArray));
+            }
+            retVal = std::move(functionScope);
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool OMStored::callAtOnce(const OMArray& arguments, const std::shared_ptr<OMScope>& scope,
+                          std::shared_ptr<IOMNode>& retVal)
+{
+    try {
+        do {
+            SANITY_CHECK(fType == OMType::Function && fExpression);
+            AtOnceCalls::Call call(*fExpression, arguments);
+            if (!call.isEntered()) return false;
+            std::shared_ptr<OMScope> functionScope;
+            ASSIGN(functionScope, makeCallScope(false, nullptr, &arguments, scope, true));
+            functionScope->setAtOnceMark(AtOnceCalls::scopeMark());
+            std::shared_ptr<IOMNode> result;
+            if (!fExpression->getAtOnce(functionScope, result)) return false;
+            SANITY_CHECK(result);
+            retVal = result->unwrapReturnValue();
+            if (!retVal) retVal = OMStored::undefinedFactory();
+            return true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    retVal.reset();
+    return true;
+}
+
 void OMStored::callNodeAsFunction_yielding(const std::shared_ptr<Task>& task,
                                            std::shared_ptr<IOMNode>& retVal, bool isMethod,
                                            const std::shared_ptr<IOMNode>& thisNode,
@@ -90,61 +186,14 @@ void OMStored::callNodeAsFunction_yielding(const std::shared_ptr<Task>& task,
         LocalVariableState& s = *frame;
         do {
             switch (s.fState) {
-                case 0: {
+                case 0:
                     s.fState = kFinished;
                     SANITY_CHECK(fType == OMType::Function);
                     SANITY_CHECK(scope);
                     ASSIGN(s.expression, fExpression);
-                    std::shared_ptr<FunctionSignature> functionSignature;
-                    ASSIGN(functionSignature, fFunctionSignature);
-                    ASSIGN(s.functionScope,
-                           InternalCoordinator::scopeFactory(scope, ScopeRelationType::READ_WRITE));
-                    if (s.functionScope->getType() != OMType::Map) {
-                        SANITY_CHECK(s.functionScope->setEmptyMap());
-                    }
-                    OMScope& functionScope = *s.functionScope;
-                    const size_t argumentCount = arguments ? arguments->size() : 0;
-                    // The receiver fills the first parameter when no argument is there for it, and
-                    // always for a plain call handed a receiver.
-                    const bool thisFillsFirst = thisNode && (!isMethod || argumentCount == 0);
-                    if (isMethod && thisNode) {
-                        SANITY_CHECK(functionScope.bindMember("this", thisNode));
-                    }
-                    const auto& parameters = functionSignature->getParameterList();
-                    bool bound = true;
-                    for (size_t i = 1; i < parameters.size() && bound; ++i) {
-                        size_t valueIdx = i - 1;
-                        std::shared_ptr<IOMNode> value;
-                        if (thisFillsFirst) {
-                            value = valueIdx == 0 ? thisNode
-                                                  : (valueIdx - 1 < argumentCount ? (*arguments)[valueIdx - 1]
-                                                                                  : nullptr);
-                        } else if (valueIdx < argumentCount) {
-                            value = (*arguments)[valueIdx];
-                        }
-                        bound = functionScope.bindMember(
-                            parameters[i], value ? OMStored::factory(*value) : OMStored::undefinedFactory());
-                    }
-                    SANITY_CHECK(bound);
-                    for (const auto& local : functionSignature->getLocalVariables())
-                        bound = functionScope.bindMember(local, OMStored::undefinedFactory()) && bound;
-                    SANITY_CHECK(bound);
-                    if (!isMethod) {
-                        if (thisNode) {
-                            SANITY_CHECK(functionScope.bindMember("this", thisNode));
-                        } else if (argumentCount > 0) {
-                            SANITY_CHECK(functionScope.bindMember("this", (*arguments)[0]));
-                        }
-                    }
-                    if (argumentCount > 0) {
-                        auto argumentArray = OMStored::arrayFactory();
-                        for (const auto& argument : *arguments)
-                            argumentArray->push(argument);
-                        SANITY_CHECK(functionScope.bindMember("arguments", argumentArray));
-                    }
+                    ASSIGN(s.functionScope, makeCallScope(isMethod, thisNode, arguments.get(), scope, false));
                     s.fState = EVALUATE;
                     break;
-                }
                     YIELDING_CALL(EVALUATE, s.expression->get_yielding(task, s.result, AccessType::GET,
                                                                        s.functionScope, ScriptPhase::RUN));
                 case resumeAfter(EVALUATE):

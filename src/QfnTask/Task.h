@@ -56,6 +56,8 @@ public:
         if ((++fYieldQuestionCount & (kClockReadInterval - 1)) != 0) return false;
         return isDeadlineReached();
     }
+    // After a step that may have been long (a call run at once), the next question reads the clock.
+    void askClockNext() { fYieldQuestionCount |= kClockReadInterval - 1; }
     virtual AsyncIOType popInteractionLevel();
     virtual bool pushInteractionLevel(AsyncIOType level);
     virtual bool releaseFunctionState(const OMFunctionState* state);

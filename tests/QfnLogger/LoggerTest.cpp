@@ -198,3 +198,24 @@ TEST(LoggerTiming, ColumnsAreTenWideAndBlankWhenNegative)
     // The widest signed 32-bit value fills the column exactly.
     EXPECT_EQ(Qfn::Logger::timingColumn(2147483647), "2147483647");
 }
+
+TEST(LoggerHolding, HeldLinesWaitThenGoInOrderOrAreDropped)
+{
+    QfnTest::LogCapture capture(2);
+    Qfn::Log::holdLines();
+    Qfn::Log::logError("f", 1, kFunction, "first");
+    Qfn::Log::logWarning("f", 2, kFunction, "second");
+    EXPECT_TRUE(capture.lines().empty());
+    Qfn::Log::releaseHeldLines(true);
+    ASSERT_EQ(capture.lines().size(), 2u);
+    EXPECT_TRUE(capture.hasLineEndingWith("first"));
+    EXPECT_NE(capture.lines()[1].find("second"), std::string::npos);
+
+    capture.clear();
+    Qfn::Log::holdLines();
+    Qfn::Log::logError("f", 3, kFunction, "dropped");
+    Qfn::Log::releaseHeldLines(false);
+    Qfn::Log::logError("f", 4, kFunction, "after");
+    ASSERT_EQ(capture.lines().size(), 1u);
+    EXPECT_TRUE(capture.hasLineEndingWith("after"));
+}
