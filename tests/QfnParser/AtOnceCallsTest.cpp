@@ -11,30 +11,15 @@
 #include "QfnParser/OMScope.h"
 #include "QfnParser/OMStored.h"
 #include "QfnTask/Task.h"
+#include "support/BothWays.h"
 #include "support/LogCapture.h"
 #include "support/ScriptRunner.h"
 
 using Qfn::OMNode;
 using Qfn::OMStored;
+using QfnTest::expectSameBothWays;
 
 namespace {
-
-struct Outcome {
-    std::string value;
-    std::string scope;
-    size_t errors = 0;
-};
-
-Outcome runWith(bool atOnce, const std::string& script)
-{
-    OMNode::setAtOnceEnabled(atOnce);
-    QfnTest::LogCapture log(1);
-    QfnTest::ScriptResult result = QfnTest::runScript(script);
-    Outcome outcome{result.text(), result.scope ? result.scope->toString() : "", log.lines().size()};
-    OMNode::setAtOnceEnabled(true);
-    Qfn::Task::deregisterAllTasks();
-    return outcome;
-}
 
 class AtOnceCalls : public ::testing::Test {
 protected:
@@ -43,20 +28,6 @@ protected:
     {
         OMNode::setAtOnceEnabled(true);
         EXPECT_EQ(OMStored::getOMStoredCount(), fBefore);
-    }
-
-    static std::vector<std::string> expectSameBothWays(const std::vector<std::string>& scripts)
-    {
-        std::vector<std::string> values;
-        for (const std::string& script : scripts) {
-            const Outcome fast = runWith(true, script);
-            const Outcome slow = runWith(false, script);
-            EXPECT_EQ(fast.value, slow.value) << script;
-            EXPECT_EQ(fast.scope, slow.scope) << script;
-            EXPECT_EQ(fast.errors, slow.errors) << script;
-            values.push_back(fast.value);
-        }
-        return values;
     }
 
     int64_t fBefore = 0;
