@@ -12,7 +12,7 @@
 
 namespace Qfn {
 
-uint64_t AtOnceCalls::keyOf(const OMExpression& body, const std::vector<std::shared_ptr<IOMNode>>& arguments)
+uint64_t AtOnceCalls::keyOf(const OMExpression& body, NodeSpan arguments)
 {
     uint64_t key = reinterpret_cast<uintptr_t>(&body) * 0x9E3779B97F4A7C15ull;
     for (const auto& argument : arguments) {
@@ -94,7 +94,7 @@ bool AtOnceCalls::attempt(Task& task, const std::shared_ptr<IOMNode>& node, cons
     return true;
 }
 
-AtOnceCalls::Call::Call(const OMExpression& body, const std::vector<std::shared_ptr<IOMNode>>& arguments)
+AtOnceCalls::Call::Call(const OMExpression& body, NodeSpan arguments)
 {
     if (!fIsActive) return;
     if (!body.isAtOnce(AtOnceMode::WITH_CALLS)) {
@@ -128,8 +128,9 @@ bool AtOnceCalls::isStoreInside(OMScope& scope, const std::string& name)
 {
     if (!fIsActive) return true;
     if (name == "this" || name == "arguments") return false;
+    // Into a scope of this attempt, and a name it holds already: such a scope gets no new names.
     const OMScope* target = scope.getWriteTarget(name);
-    return target && target->getAtOnceMark() == fAttemptMark;
+    return target && target->getAtOnceMark() == fAttemptMark && target->holdsName(name);
 }
 
 void AtOnceCalls::refuse()

@@ -34,7 +34,7 @@ public:
     // isEntered false: the attempt must give up.
     class Call {
     public:
-        Call(const OMExpression& body, const std::vector<std::shared_ptr<IOMNode>>& arguments);
+        Call(const OMExpression& body, NodeSpan arguments);
         ~Call();
         Call(const Call&) = delete;
         Call& operator=(const Call&) = delete;
@@ -54,7 +54,7 @@ public:
     static void refuse();
 
     // How many calls one attempt may make: it bounds the work done before turns are taken.
-    static constexpr unsigned kCallBudget = 4000;
+    static constexpr unsigned kCallBudget = 1000;
     // How many calls may nest in one attempt, below the frames the task already holds.
     static constexpr size_t kFramesPerCall = 12;
 
@@ -64,7 +64,7 @@ private:
         uint64_t key;
         unsigned callsLeft;
     };
-    static uint64_t keyOf(const OMExpression& body, const std::vector<std::shared_ptr<IOMNode>>& arguments);
+    static uint64_t keyOf(const OMExpression& body, NodeSpan arguments);
     static void rememberBigCalls();
     static constexpr size_t kBigCallSlots = 4096;
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <span>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -21,6 +22,8 @@ class IOStreamPrompted;
 using OMArray = std::vector<std::shared_ptr<IOMNode>>;
 using OMMap = std::unordered_map<std::string, std::shared_ptr<IOMNode>>;
 using NodeList = std::shared_ptr<std::vector<std::shared_ptr<IOMNode>>>;
+// Argument values, wherever they are held.
+using NodeSpan = std::span<const std::shared_ptr<IOMNode>>;
 using OMInt = int64_t;
 using OMFloat = double;
 

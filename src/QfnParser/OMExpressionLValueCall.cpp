@@ -1,5 +1,7 @@
 #include "QfnParser/OMExpressionLValueCall.h"
 
+#include <array>
+
 #include "QfnLogger/Check.h"
 #include "QfnParser/AtOnceCalls.h"
 #include "QfnParser/OMExpressionLValueStr.h"
@@ -87,16 +89,20 @@ bool OMExpressionLValueCall::callScriptAtOnce(const std::shared_ptr<OMScope>& sc
     try {
         do {
             SANITY_CHECK(fUnresolvedArgumentList && fParent && scope);
-            OMArray arguments;
-            arguments.reserve(fUnresolvedArgumentList->size());
-            for (const auto& argument : *fUnresolvedArgumentList) {
-                std::shared_ptr<IOMNode> resolved;
-                if (!OMNode::getResolvedNodeAtOnce(argument, scope, HandleReturnValue::UNWRAP, resolved))
+            // A few arguments are held on the stack: a call then allocates nothing for them.
+            const size_t count = fUnresolvedArgumentList->size();
+            std::array<std::shared_ptr<IOMNode>, 4> few;
+            OMArray many;
+            if (count > few.size()) many.resize(count);
+            std::shared_ptr<IOMNode>* held = count > few.size() ? many.data() : few.data();
+            for (size_t idx = 0; idx < count; ++idx) {
+                if (!OMNode::getResolvedNodeAtOnce((*fUnresolvedArgumentList)[idx], scope, HandleReturnValue::UNWRAP,
+                                                   held[idx]))
                     return false;
                 // An argument without a value: the resumable way reports it.
-                if (!resolved) return false;
-                arguments.push_back(std::move(resolved));
+                if (!held[idx]) return false;
             }
+            const NodeSpan arguments(held, count);
             std::shared_ptr<IOMNode> callee;
             if (!OMNode::getResolvedNodeAtOnce(fParent, scope, HandleReturnValue::UNWRAP, callee)) return false;
             OMStored* function = callee && callee->getType() == OMType::Function ? callee->asPlainStored() : nullptr;
@@ -105,9 +111,7 @@ bool OMExpressionLValueCall::callScriptAtOnce(const std::shared_ptr<OMScope>& sc
                 AtOnceCalls::refuse();
                 return false;
             }
-            std::shared_ptr<IOMNode> result;
-            if (!function->callAtOnce(arguments, scope, result)) return false;
-            retVal = result ? result->unwrapReturnValue() : nullptr;
+            if (!function->callAtOnce(arguments, scope, retVal)) return false;
             return true;
         } while (false);
     } catch (std::exception& e) {

@@ -6,6 +6,7 @@
 #include "QfnParser/OMNode.h"
 #include "QfnParser/OMStored.h"
 #include "QfnTask/YieldingFrame.h"
+#include "QfnUtils/PoolAllocator.h"
 
 namespace Qfn {
 
@@ -15,7 +16,7 @@ std::shared_ptr<OMExpressionUnary> OMExpressionUnary::factory(UnOp unOp, const s
     struct SharedOMExpressionUnary final : OMExpressionUnary {
         SharedOMExpressionUnary(UnOp op, const std::shared_ptr<IOMNode>& operand) : OMExpressionUnary(op, operand) {}
     };
-    std::shared_ptr<OMExpressionUnary> retVal = std::make_shared<SharedOMExpressionUnary>(unOp, node);
+    std::shared_ptr<OMExpressionUnary> retVal = std::allocate_shared<SharedOMExpressionUnary>(PoolAllocator<SharedOMExpressionUnary>(), unOp, node);
     retVal->setDepthFrom(node);
     return retVal;
 }

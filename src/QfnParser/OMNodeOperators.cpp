@@ -52,6 +52,28 @@ std::shared_ptr<OMStored> copyOf(const IOMNode& node)
     return stored ? std::shared_ptr<OMStored>(clone, stored) : OMStored::cloneFactory(node, 0);
 }
 
+// The operators whose result is set in full (or made Undefined on failure) whatever it held.
+bool setsWholeResult(BinOp binOp)
+{
+    switch (binOp) {
+        case BinOp::MUL:
+        case BinOp::DIV:
+        case BinOp::ADD:
+        case BinOp::SUB:
+        case BinOp::LT:
+        case BinOp::LE:
+        case BinOp::GT:
+        case BinOp::GE:
+        case BinOp::EQ:
+        case BinOp::NE:
+        case BinOp::IDENTICAL:
+        case BinOp::NOT_IDENTICAL:
+            return true;
+        default:
+            return false;
+    }
+}
+
 // Operator implementations live on OMNode; a node of another kind is viewed through an OMStored copy.
 IOMNodeOperations* operationsOf(IOMNode& node, std::shared_ptr<OMStored>& keepAlive)
 {
@@ -281,7 +303,13 @@ std::shared_ptr<IOMNode> OMNode::binaryOperationOn(BinOp binOp, IOMNode& node1, 
                 ownResult = reusableNode(node1, nodeReuse1);
                 if (!ownResult) ownResult = reusableNode(node2, nodeReuse2);
                 if (!ownResult) {
-                    ASSIGN(ownResult, copyOf(node1));
+                    // An operator that sets its whole result needs no copy of a bare number to start from.
+                    const OMStored* stored1 = node1.asStored();
+                    if (setsWholeResult(binOp) && stored1 && stored1->isBareNumber()) {
+                        ASSIGN(ownResult, OMStored::undefinedFactory());
+                    } else {
+                        ASSIGN(ownResult, copyOf(node1));
+                    }
                 }
             }
             const std::shared_ptr<IOMNode>& result = *resultSlot;

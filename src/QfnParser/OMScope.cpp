@@ -2,6 +2,7 @@
 
 #include "QfnLogger/Check.h"
 #include "QfnTask/YieldingFrame.h"
+#include "QfnUtils/PoolAllocator.h"
 
 namespace Qfn {
 
@@ -28,7 +29,7 @@ std::shared_ptr<OMScope> OMScope::factory(const std::shared_ptr<OMScope>& parent
                 {
                 }
             };
-            std::shared_ptr<OMScope> scope = std::make_shared<SharedOMScope>(parent, parentScopeRelationType);
+            std::shared_ptr<OMScope> scope = std::allocate_shared<SharedOMScope>(PoolAllocator<SharedOMScope>(), parent, parentScopeRelationType);
             SANITY_CHECK(scope);
             retVal = scope;
         } while (false);
@@ -38,16 +39,60 @@ std::shared_ptr<OMScope> OMScope::factory(const std::shared_ptr<OMScope>& parent
     return retVal;
 }
 
+void OMScope::setAtOnceMark(uint64_t mark, const FunctionSignature* names)
+{
+    // A signature always begins with the function's name; one without it is not relied on.
+    if (names && names->getParameterList().empty()) names = nullptr;
+    fAtOnceMark = mark;
+    fFixedNames = names;
+    fUsesSlots = names && names->getNameCount() <= kSlotCount && names->hasDistinctNames() &&
+                 getType() == OMType::Map && getSize() == 0;
+    const bool sameAbove = names && fParent && fParent->fFixedNames == names &&
+                           fParentScopeRelationType == ScopeRelationType::READ_WRITE;
+    fSkipTo = sameAbove ? fParent->fSkipTo : fParent.get();
+    fSkipRelation = sameAbove ? fParent->fSkipRelation : fParentScopeRelationType;
+}
+
+bool OMScope::bindName(const std::string& name, size_t index, const std::shared_ptr<IOMNode>& node)
+{
+    if (!fUsesSlots) return bindMember(name, node);
+    if (index >= kSlotCount || !node) return false;
+    fSlots[index] = node;
+    return true;
+}
+
+bool OMScope::readOwn(const std::string& attr, std::shared_ptr<IOMNode>& node) const
+{
+    if (!fFixedNames) return readMember(attr, node) && node;
+    const int index = fFixedNames->indexOfName(attr);
+    if (index < 0) return false;
+    if (!fUsesSlots) return readMember(attr, node) && node;
+    node = fSlots[index];
+    return node != nullptr;
+}
+
+bool OMScope::holdsName(const std::string& attr) const
+{
+    std::shared_ptr<IOMNode> node;
+    return readOwn(attr, node);
+}
+
 // The scope that holds name as seen from here: this one, then up the chain for as long as the
 // links allow reading. The walk is a loop, so that deep recursion in a script costs no frames.
+// A recursion made at once is passed over in one step.
 const OMScope* OMScope::findVisibleOwner(const std::string& attr, std::shared_ptr<IOMNode>& node) const
 {
     const OMScope* holder = this;
     ScopeRelationType relation = ScopeRelationType::READ_WRITE;
     while (holder && relation != ScopeRelationType::NONE) {
-        if (holder->readMember(attr, node) && node) return holder;
-        relation = holder->fParentScopeRelationType;
-        holder = holder->fParent.get();
+        if (holder->readOwn(attr, node)) return holder;
+        if (holder->fFixedNames) {
+            relation = holder->fSkipRelation;
+            holder = holder->fSkipTo;
+        } else {
+            relation = holder->fParentScopeRelationType;
+            holder = holder->fParent.get();
+        }
     }
     node.reset();
     return nullptr;
@@ -85,7 +130,7 @@ OMScope* OMScope::findWriteTarget(const std::string& attr)
     OMScope* candidate = this;
     while (true) {
         std::shared_ptr<IOMNode> node;
-        if (candidate->readMember(attr, node) && node) return candidate;
+        if (candidate->readOwn(attr, node)) return candidate;
         if (!candidate->fParent) return this;
         if (candidate->fParentScopeRelationType != ScopeRelationType::READ_WRITE) {
             bool visibleAbove = candidate->fParentScopeRelationType != ScopeRelationType::NONE &&

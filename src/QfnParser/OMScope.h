@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "QfnParser/FunctionSignature.h"
 #include "QfnParser/OMStored.h"
 
 namespace Qfn {
@@ -35,11 +36,17 @@ public:
     }
     bool writeAtOnce(AccessType accessType, const std::string& attr, std::shared_ptr<IOMNode>& node)
     {
-        return findWriteTarget(attr)->accessForWrite(accessType, attr, node);
+        OMScope* target = findWriteTarget(attr);
+        return target->fUsesSlots ? target->readOwn(attr, node) : target->accessForWrite(accessType, attr, node);
     }
-    // Which attempt of evaluation at once made this scope for a call; 0 for none.
+    // Which attempt of evaluation at once made this scope for a call, and the signature whose
+    // names are all it holds (no name is made in it while it lives); 0 and null for none. A few
+    // such names are kept in slots, in the signature's order, instead of the map.
     uint64_t getAtOnceMark() const { return fAtOnceMark; }
-    void setAtOnceMark(uint64_t mark) { fAtOnceMark = mark; }
+    void setAtOnceMark(uint64_t mark, const FunctionSignature* names);
+    // Binds the name at index of the signature given to setAtOnceMark.
+    bool bindName(const std::string& name, size_t index, const std::shared_ptr<IOMNode>& node);
+    bool holdsName(const std::string& attr) const;
     // The scope that name = value writes into.
     const OMScope* getWriteTarget(const std::string& attr) { return findWriteTarget(attr); }
     // A scope's members are reached through its chain, not as those of a plain value.
@@ -52,6 +59,9 @@ public:
     virtual bool popScriptFilePath();
 
 private:
+    static constexpr size_t kSlotCount = 4;
+    // This scope's own node for name, without looking further.
+    bool readOwn(const std::string& attr, std::shared_ptr<IOMNode>& node) const;
     const OMScope* findVisibleOwner(const std::string& attr, std::shared_ptr<IOMNode>& node) const;
     OMScope* findWriteTarget(const std::string& attr);
 
@@ -64,6 +74,13 @@ private:
     ScopeRelationType fParentScopeRelationType;
     std::vector<std::string> fScriptFileStack;
     uint64_t fAtOnceMark = 0;
+    const FunctionSignature* fFixedNames = nullptr;
+    bool fUsesSlots = false;
+    std::shared_ptr<IOMNode> fSlots[kSlotCount];
+    // Past the scopes of calls of the same function above this one (a recursion), which hold
+    // the same names: where a name none of them holds is looked for next, and through what link.
+    const OMScope* fSkipTo = nullptr;
+    ScopeRelationType fSkipRelation = ScopeRelationType::NONE;
 };
 
 }  // namespace Qfn

@@ -5,6 +5,7 @@
 #include "QfnLogger/Check.h"
 #include "QfnObject/GUIDClass.h"
 #include "QfnParser/OMStoredNodeIterator.h"
+#include "QfnUtils/PoolAllocator.h"
 #include "QfnUtils/Utils.h"
 
 namespace Qfn {
@@ -35,7 +36,7 @@ std::shared_ptr<OMStored> OMStored::makeNode(const Setter& setter)
     std::shared_ptr<OMStored> retVal;
     try {
         do {
-            std::shared_ptr<OMStored> node = std::make_shared<SharedOMStored>();
+            std::shared_ptr<OMStored> node = std::allocate_shared<SharedOMStored>(PoolAllocator<SharedOMStored>());
             SANITY_CHECK(setter(*node));
             retVal = node;
         } while (false);

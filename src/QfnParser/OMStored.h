@@ -76,10 +76,10 @@ public:
     // Calls (OMStoredCalls.cpp).
     // The scope a call of this function runs its body in, with parameters and locals bound.
     std::shared_ptr<OMScope> makeCallScope(bool isMethod, const std::shared_ptr<IOMNode>& thisNode,
-                                           const OMArray* arguments, const std::shared_ptr<OMScope>& scope,
+                                           NodeSpan arguments, const std::shared_ptr<OMScope>& scope,
                                            bool isAtOnce);
     // A plain call inside an attempt of AtOnceCalls; false when the attempt must give up.
-    bool callAtOnce(const OMArray& arguments, const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal);
+    bool callAtOnce(NodeSpan arguments, const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal);
     void callNodeAsFunction_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
                                      bool isMethod, const std::shared_ptr<IOMNode>& thisNode,
                                      const NodeList& arguments, const std::shared_ptr<OMScope>& scope);
@@ -198,6 +198,12 @@ public:
 
     int getPermission(const std::string& attr) const;
     bool setPermission(const std::string& attr, int mask);
+    // A number with nothing else to it (no permissions, not part of a data structure): a copy
+    // of it is a fresh node with its value.
+    bool isBareNumber() const
+    {
+        return (fType == OMType::Int || fType == OMType::Float) && fPermissions.empty() && !fIsDataStructure;
+    }
 
     // True when storing value into a member of holder would put holder's container inside itself:
     // reference counting cannot free such a ring, and walking it never ends.

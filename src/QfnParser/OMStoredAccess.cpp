@@ -448,6 +448,14 @@ bool OMStored::evalAtOnce(const std::shared_ptr<IOMNode>& self, const std::share
         }
         if (scope->getType() != OMType::Map) return false;
         std::shared_ptr<IOMNode> result;
+        if (fType == OMType::Expression && fExpression && !fExpression->isReturn()) {
+            // The common case, an expression that is no `return`, with fewer questions.
+            if (!fExpression->isAtOnce(AtOnceCalls::mode()) || !fExpression->getAtOnce(scope, result)) return false;
+            if (result && handleReturnValue == HandleReturnValue::UNWRAP && result->isReturnValue())
+                result = result->unwrapReturnValue();
+            retVal = std::move(result);
+            return true;
+        }
         const bool wasReturnValue = isReturnValue();
         if (wasReturnValue) {
             const std::shared_ptr<IOMNode> source = unwrapReturnValue();

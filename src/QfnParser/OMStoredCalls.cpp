@@ -75,7 +75,7 @@ bool OMStored::wouldMakeCycle(const IOMNode& holder, const IOMNode& value)
 // variable (a container is still shared). A call at once binds neither "this" nor "arguments"
 // (its body names neither), and keeps a temporary scalar argument as its parameter's node.
 std::shared_ptr<OMScope> OMStored::makeCallScope(bool isMethod, const std::shared_ptr<IOMNode>& thisNode,
-                                                 const OMArray* arguments, const std::shared_ptr<OMScope>& scope,
+                                                 NodeSpan arguments, const std::shared_ptr<OMScope>& scope,
                                                  bool isAtOnce)
 {
     std::shared_ptr<OMScope> retVal;
@@ -90,33 +90,39 @@ std::shared_ptr<OMScope> OMStored::makeCallScope(bool isMethod, const std::share
             if (functionScope->getType() != OMType::Map) {
                 SANITY_CHECK(functionScope->setEmptyMap());
             }
-            const size_t argumentCount = arguments ? arguments->size() : 0;
+            const size_t argumentCount = arguments.size();
             // The receiver fills the first parameter when no argument is there for it, and
             // always for a plain call handed a receiver.
             const bool thisFillsFirst = thisNode && (!isMethod || argumentCount == 0);
             if (isMethod && thisNode) {
                 SANITY_CHECK(functionScope->bindMember("this", thisNode));
             }
+            if (isAtOnce) functionScope->setAtOnceMark(AtOnceCalls::scopeMark(), functionSignature.get());
             const auto& parameters = functionSignature->getParameterList();
             bool bound = true;
             for (size_t i = 1; i < parameters.size() && bound; ++i) {
                 size_t valueIdx = i - 1;
-                std::shared_ptr<IOMNode> value;
+                const std::shared_ptr<IOMNode>* source = nullptr;
                 if (thisFillsFirst) {
-                    value = valueIdx == 0 ? thisNode
-                                          : (valueIdx - 1 < argumentCount ? (*arguments)[valueIdx - 1] : nullptr);
+                    source = valueIdx == 0 ? &thisNode
+                                           : (valueIdx - 1 < argumentCount ? &arguments[valueIdx - 1] : nullptr);
                 } else if (valueIdx < argumentCount) {
-                    value = (*arguments)[valueIdx];
+                    source = &arguments[valueIdx];
                 }
-                const bool adopt = isAtOnce && value && OMNode::reuseOf(value) == NodeReuse::REUSE &&
-                                   value->isScalar() && !value->isReturnValue();
-                bound = functionScope->bindMember(parameters[i], adopt   ? value
-                                                                 : value ? OMStored::factory(*value)
-                                                                         : OMStored::undefinedFactory());
+                // Held by the argument list alone: a temporary nobody else can see.
+                const bool adopt = isAtOnce && source && OMNode::reuseOf(*source) == NodeReuse::REUSE &&
+                                   (*source)->isScalar() && !(*source)->isReturnValue();
+                const std::shared_ptr<IOMNode> value = source ? *source : nullptr;
+                bound = functionScope->bindName(parameters[i], i - 1,
+                                                adopt   ? value
+                                                : value ? OMStored::factory(*value)
+                                                        : OMStored::undefinedFactory());
             }
             SANITY_CHECK(bound);
-            for (const auto& local : functionSignature->getLocalVariables())
-                bound = functionScope->bindMember(local, OMStored::undefinedFactory()) && bound;
+            const auto& locals = functionSignature->getLocalVariables();
+            for (size_t i = 0; i < locals.size(); ++i)
+                bound = functionScope->bindName(locals[i], parameters.size() - 1 + i, OMStored::undefinedFactory()) &&
+                        bound;
             SANITY_CHECK(bound);
             if (isAtOnce) {
                 retVal = std::move(functionScope);
@@ -126,12 +132,12 @@ std::shared_ptr<OMScope> OMStored::makeCallScope(bool isMethod, const std::share
                 if (thisNode) {
                     SANITY_CHECK(functionScope->bindMember("this", thisNode));
                 } else if (argumentCount > 0) {
-                    SANITY_CHECK(functionScope->bindMember("this", (*arguments)[0]));
+                    SANITY_CHECK(functionScope->bindMember("this", arguments[0]));
                 }
             }
             if (argumentCount > 0) {
                 auto argumentArray = OMStored::arrayFactory();
-                for (const auto& argument : *arguments)
+                for (const auto& argument : arguments)
                     argumentArray->push(argument);
                 SANITY_CHECK(functionScope->bindMember("arguments", argumentArray));
             }
@@ -143,7 +149,7 @@ std::shared_ptr<OMScope> OMStored::makeCallScope(bool isMethod, const std::share
     return retVal;
 }
 
-bool OMStored::callAtOnce(const OMArray& arguments, const std::shared_ptr<OMScope>& scope,
+bool OMStored::callAtOnce(NodeSpan arguments, const std::shared_ptr<OMScope>& scope,
                           std::shared_ptr<IOMNode>& retVal)
 {
     try {
@@ -152,12 +158,11 @@ bool OMStored::callAtOnce(const OMArray& arguments, const std::shared_ptr<OMScop
             AtOnceCalls::Call call(*fExpression, arguments);
             if (!call.isEntered()) return false;
             std::shared_ptr<OMScope> functionScope;
-            ASSIGN(functionScope, makeCallScope(false, nullptr, &arguments, scope, true));
-            functionScope->setAtOnceMark(AtOnceCalls::scopeMark());
+            ASSIGN(functionScope, makeCallScope(false, nullptr, arguments, scope, true));
             std::shared_ptr<IOMNode> result;
             if (!fExpression->getAtOnce(functionScope, result)) return false;
             SANITY_CHECK(result);
-            retVal = result->unwrapReturnValue();
+            retVal = result->isReturnValue() ? result->unwrapReturnValue() : std::move(result);
             if (!retVal) retVal = OMStored::undefinedFactory();
             return true;
         } while (false);
@@ -191,7 +196,7 @@ void OMStored::callNodeAsFunction_yielding(const std::shared_ptr<Task>& task,
                     SANITY_CHECK(fType == OMType::Function);
                     SANITY_CHECK(scope);
                     ASSIGN(s.expression, fExpression);
-                    ASSIGN(s.functionScope, makeCallScope(isMethod, thisNode, arguments.get(), scope, false));
+                    ASSIGN(s.functionScope, makeCallScope(isMethod, thisNode, arguments ? NodeSpan(*arguments) : NodeSpan(), scope, false));
                     s.fState = EVALUATE;
                     break;
                     YIELDING_CALL(EVALUATE, s.expression->get_yielding(task, s.result, AccessType::GET,

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstddef>
+#include <exception>
+#include <new>
+#include <vector>
+
+namespace Qfn {
+
+// Keeps the storage of freed objects of one type for the next one: objects made and dropped all
+// the time (frames, value nodes, scopes) then cost no trip to the general allocator. A list holds
+// at most as many blocks as were ever live at once, so it does not grow under steady traffic.
+template <class T>
+class PoolAllocator {
+public:
+    using value_type = T;
+
+    PoolAllocator() = default;
+    template <class U>
+    PoolAllocator(const PoolAllocator<U>&) noexcept
+    {
+    }
+
+    T* allocate(size_t count)
+    {
+        std::vector<void*>& freeBlocks = blocks();
+        if (count == 1 && !freeBlocks.empty()) {
+            void* block = freeBlocks.back();
+            freeBlocks.pop_back();
+            return static_cast<T*>(block);
+        }
+        return static_cast<T*>(::operator new(count * sizeof(T)));
+    }
+
+    void deallocate(T* pointer, size_t count) noexcept
+    {
+        if (count == 1) {
+            try {
+                blocks().push_back(pointer);
+                return;
+            } catch (std::exception&) {
+                // No room to keep the block: give it back instead.
+            }
+        }
+        ::operator delete(pointer);
+    }
+
+    template <class U>
+    bool operator==(const PoolAllocator<U>&) const noexcept
+    {
+        return true;
+    }
+
+private:
+    // One list per thread. It is never destroyed, so that an object released during static
+    // tear-down still has somewhere to put its block.
+    static std::vector<void*>& blocks()
+    {
+        thread_local std::vector<void*>* freeBlocks = new std::vector<void*>();
+        return *freeBlocks;
+    }
+};
+
+}  // namespace Qfn
