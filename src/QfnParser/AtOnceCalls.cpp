@@ -12,6 +12,8 @@
 
 namespace Qfn {
 
+AtOnceCalls::CachedName AtOnceCalls::fNames[AtOnceCalls::kNameSlots];
+
 uint64_t AtOnceCalls::keyOf(const OMExpression& body, NodeSpan arguments)
 {
     uint64_t key = reinterpret_cast<uintptr_t>(&body) * 0x9E3779B97F4A7C15ull;
@@ -84,6 +86,8 @@ bool AtOnceCalls::attempt(Task& task, const std::shared_ptr<IOMNode>& node, cons
         thrown = e.what();
     }
     fIsActive = false;
+    for (CachedName& cached : fNames)
+        cached = CachedName();
     task.askClockNext();
     fTopExpression = nullptr;
     fEntered.clear();
@@ -131,6 +135,28 @@ bool AtOnceCalls::isStoreInside(OMScope& scope, const std::string& name)
     // Into a scope of this attempt, and a name it holds already: such a scope gets no new names.
     const OMScope* target = scope.getWriteTarget(name);
     return target && target->getAtOnceMark() == fAttemptMark && target->holdsName(name);
+}
+
+bool AtOnceCalls::findCachedName(const std::string& name, const OMScope& from, const OMScope*& owner,
+                                 std::shared_ptr<IOMNode>& node)
+{
+    if (!fIsActive) return false;
+    const CachedName& cached = fNames[nameSlotOf(name, from)];
+    if (cached.name != &name || cached.from != &from) return false;
+    owner = cached.owner;
+    node = cached.node;
+    return true;
+}
+
+void AtOnceCalls::cacheName(const std::string& name, const OMScope& from, const OMScope* owner,
+                            const std::shared_ptr<IOMNode>& node)
+{
+    if (!fIsActive) return;
+    CachedName& cached = fNames[nameSlotOf(name, from)];
+    cached.name = &name;
+    cached.from = &from;
+    cached.owner = owner;
+    cached.node = node;
 }
 
 void AtOnceCalls::refuse()

@@ -46,6 +46,13 @@ public:
 
     // The mark of the scopes this attempt made for its calls; 0 outside an attempt.
     static uint64_t scopeMark() { return fIsActive ? fAttemptMark : 0; }
+    // Names read during an attempt from the scopes outside it, which it cannot change: found
+    // once, by the name's text in the tree (its address) and the first scope outside.
+    static bool findCachedName(const std::string& name, const OMScope& from, const OMScope*& owner,
+                               std::shared_ptr<IOMNode>& node);
+    static void cacheName(const std::string& name, const OMScope& from, const OMScope* owner,
+                          const std::shared_ptr<IOMNode>& node);
+
     // Whether a store of name from scope stays inside those scopes. `this` and `arguments` hold
     // the caller's own nodes, so a store to them never does.
     static bool isStoreInside(OMScope& scope, const std::string& name);
@@ -67,6 +74,17 @@ private:
     static uint64_t keyOf(const OMExpression& body, NodeSpan arguments);
     static void rememberBigCalls();
     static constexpr size_t kBigCallSlots = 4096;
+    struct CachedName {
+        const std::string* name = nullptr;
+        const OMScope* from = nullptr;
+        const OMScope* owner = nullptr;
+        std::shared_ptr<IOMNode> node;
+    };
+    static constexpr size_t kNameSlots = 64;
+    static size_t nameSlotOf(const std::string& name, const OMScope& from)
+    {
+        return ((reinterpret_cast<uintptr_t>(&name) >> 3) ^ (reinterpret_cast<uintptr_t>(&from) >> 4)) % kNameSlots;
+    }
 
     static inline bool fIsActive = false;
     static inline uint64_t fAttemptMark = 0;
@@ -78,6 +96,7 @@ private:
     static inline std::vector<Entered> fEntered;
     // Calls known to be too big, by their key; a slot holds the last one that fell on it.
     static inline uint64_t fBigCalls[kBigCallSlots] = {};
+    static CachedName fNames[kNameSlots];
 };
 
 }  // namespace Qfn

@@ -1,6 +1,7 @@
 #include "QfnParser/OMScope.h"
 
 #include "QfnLogger/Check.h"
+#include "QfnParser/AtOnceCalls.h"
 #include "QfnTask/YieldingFrame.h"
 #include "QfnUtils/PoolAllocator.h"
 
@@ -80,11 +81,21 @@ bool OMScope::holdsName(const std::string& attr) const
 // The scope that holds name as seen from here: this one, then up the chain for as long as the
 // links allow reading. The walk is a loop, so that deep recursion in a script costs no frames.
 // A recursion made at once is passed over in one step.
-const OMScope* OMScope::findVisibleOwner(const std::string& attr, std::shared_ptr<IOMNode>& node) const
+const OMScope* OMScope::findVisibleOwner(const std::string& attr, std::shared_ptr<IOMNode>& node,
+                                         bool isCacheable) const
 {
     const OMScope* holder = this;
     ScopeRelationType relation = ScopeRelationType::READ_WRITE;
+    const uint64_t mark = isCacheable ? AtOnceCalls::scopeMark() : 0;
     while (holder && relation != ScopeRelationType::NONE) {
+        if (mark != 0 && holder->fAtOnceMark != mark) {
+            // The first scope outside the attempt: from here up nothing changes while it runs.
+            const OMScope* owner = nullptr;
+            if (AtOnceCalls::findCachedName(attr, *holder, owner, node)) return owner;
+            owner = holder->findVisibleOwner(attr, node, false);
+            AtOnceCalls::cacheName(attr, *holder, owner, node);
+            return owner;
+        }
         if (holder->readOwn(attr, node)) return holder;
         if (holder->fFixedNames) {
             relation = holder->fSkipRelation;

@@ -30,9 +30,11 @@ public:
                                                std::shared_ptr<IOMNode>& node) const override;
 
     // The reads and writes of a name as the resumable access makes them, without a task.
+    // attr is the name's own text in the tree: during a call at once what is found for it
+    // outside the call's scopes is kept.
     bool readAtOnce(const std::string& attr, std::shared_ptr<IOMNode>& node) const
     {
-        return findVisibleOwner(attr, node) != nullptr;
+        return findVisibleOwner(attr, node, true) != nullptr;
     }
     bool writeAtOnce(AccessType accessType, const std::string& attr, std::shared_ptr<IOMNode>& node)
     {
@@ -62,7 +64,8 @@ private:
     static constexpr size_t kSlotCount = 4;
     // This scope's own node for name, without looking further.
     bool readOwn(const std::string& attr, std::shared_ptr<IOMNode>& node) const;
-    const OMScope* findVisibleOwner(const std::string& attr, std::shared_ptr<IOMNode>& node) const;
+    const OMScope* findVisibleOwner(const std::string& attr, std::shared_ptr<IOMNode>& node,
+                                    bool isCacheable = false) const;
     OMScope* findWriteTarget(const std::string& attr);
 
 protected:

@@ -61,6 +61,17 @@ TEST_F(AtOnceCalls, CallsAgreeWithTheResumableWayAndNothingHappensTwice)
         "function w() { fresh = 3; return fresh }; [w(), typeof fresh]",
         "function d(n) { if (n < 1) { return 0 }; return 1 + d(n - 1) }; d(60)",
         "function s(t, k) { if (k < 1) { return t }; return s(t + 'x', k - 1) }; s('', 5).length",
+        // Names seen and stored through the callers' scopes, across different functions.
+        "function o2(x) { return i2() + x }; function i2() { return x * 10 }; o2(4)",
+        "function o3(x) { i3(); return x }; function i3() { x = 9 }; o3(1)",
+        "function ping(n) { if (n < 1) { return 0 }; return pong(n - 1) + n }; "
+        "function pong(m) { if (m < 1) { return 0 }; return ping(m - 1) * 2 }; ping(12)",
+        // A name twice in a signature: the later binding wins as it does in a map.
+        "function dup(a, a) { return a }; dup(1, 2)",
+        "function lv(a) { var a; return typeof a }; lv(3)",
+        // Numbers with and without fractions through the operators.
+        "function m(a, b) { return [a + b, a - b, a * b, a / b, a < b, a > b, a <= b, a >= b, a == b] }; "
+        "[m(3, 4), m(2.5, 2), m(7, 7.0)]",
     });
     EXPECT_EQ(values[0], "610");
     EXPECT_EQ(values[1], "2584");
