@@ -70,8 +70,7 @@ bool AtOnceCalls::attempt(Task& task, const std::shared_ptr<IOMNode>& node, cons
     fIsActive = true;
     fAttemptMark = ++marks;
     fCallsLeft = kCallBudget;
-    fCallDepth = 0;
-    fCallDepthLimit = (kMaxNestedFrames - frames) / kFramesPerCall;
+    fFramesLeft = kMaxNestedFrames - frames;
     fIsOverBudget = false;
     fTopExpression = expression.get();
     fEntered.clear();
@@ -106,7 +105,9 @@ AtOnceCalls::Call::Call(const OMExpression& body, NodeSpan arguments)
         return;
     }
     const uint64_t key = keyOf(body, arguments);
-    if (fCallsLeft == 0 || fCallDepth >= fCallDepthLimit || fBigCalls[key % kBigCallSlots] == key) {
+    // A call nests its body's levels on the stack, as the resumable way stacks a frame or two for each.
+    const size_t frames = 2 * static_cast<size_t>(body.getDepth()) + kFramesPerCall;
+    if (fCallsLeft == 0 || frames > fFramesLeft || fBigCalls[key % kBigCallSlots] == key) {
         if (fCallsLeft == 0) rememberBigCalls();
         fIsOverBudget = true;
         return;
@@ -117,14 +118,15 @@ AtOnceCalls::Call::Call(const OMExpression& body, NodeSpan arguments)
         return;
     }
     --fCallsLeft;
-    ++fCallDepth;
+    fFramesLeft -= frames;
+    fFrames = frames;
     fIsEntered = true;
 }
 
 AtOnceCalls::Call::~Call()
 {
     if (!fIsEntered) return;
-    --fCallDepth;
+    fFramesLeft += fFrames;
     if (!fEntered.empty()) fEntered.pop_back();
 }
 

@@ -42,6 +42,7 @@ public:
 
     private:
         bool fIsEntered = false;
+        size_t fFrames = 0;
     };
 
     // The mark of the scopes this attempt made for its calls; 0 outside an attempt.
@@ -62,7 +63,8 @@ public:
 
     // How many calls one attempt may make: it bounds the work done before turns are taken.
     static constexpr unsigned kCallBudget = 1000;
-    // How many calls may nest in one attempt, below the frames the task already holds.
+    // What a call counts for on the stack besides two frames for each level of its body; calls
+    // nest within the frames the task has left.
     static constexpr size_t kFramesPerCall = 12;
 
 private:
@@ -89,8 +91,8 @@ private:
     static inline bool fIsActive = false;
     static inline uint64_t fAttemptMark = 0;
     static inline unsigned fCallsLeft = 0;
-    static inline size_t fCallDepth = 0;
-    static inline size_t fCallDepthLimit = 0;
+    // What the thread's stack has left for nested calls, counted as the task counts its frames.
+    static inline size_t fFramesLeft = 0;
     static inline bool fIsOverBudget = false;
     static inline const OMExpression* fTopExpression = nullptr;
     static inline std::vector<Entered> fEntered;

@@ -162,4 +162,45 @@ void OMExpressionKeyword::set_yielding(const std::shared_ptr<Task>& task, bool& 
     }
 }
 
+bool OMExpressionKeyword::computeAtOnce(AtOnceMode mode) const
+{
+    if (fToken == Token::_var) return fVariable && fVariable->isSettableAtOnce(mode);
+    return true;
+}
+
+// The steps of get_yielding in one go: `var` reaches its variable for writing.
+bool OMExpressionKeyword::getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal)
+{
+    try {
+        do {
+            switch (fToken) {
+                case Token::_var:
+                    SANITY_CHECK(fVariable);
+                    return fVariable->declareAtOnce(scope, retVal);
+                case Token::_break:
+                    retVal = OMStored::factory(std::const_pointer_cast<OMExpression>(shared_from_this()));
+                    return true;
+                case Token::_debugger:
+                    LOG_TRACE("debugger triggered");
+                    retVal = OMStored::undefinedFactory();
+                    return true;
+                default:
+                    retVal = OMStored::undefinedFactory();
+                    return true;
+            }
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    retVal.reset();
+    return true;
+}
+
+bool OMExpressionKeyword::setAtOnce(const std::shared_ptr<OMScope>& scope, const std::shared_ptr<IOMNode>& value,
+                                    bool& stored)
+{
+    if (fToken != Token::_var || !fVariable) return false;
+    return fVariable->setAtOnce(scope, value, stored);
+}
+
 }  // namespace Qfn

@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "QfnParser/OMExpression.h"
+#include "QfnParser/OMExpressionLValueStr.h"
 #include "QfnParser/Token.h"
 
 namespace Qfn {
@@ -31,16 +31,23 @@ public:
     bool isKeyword(Token token) const override { return token == fToken; }
     // `var x = 1` assigns to the variable it declares.
     bool isLValue() const override { return fToken == Token::_var; }
+    bool isSettableAtOnce(AtOnceMode mode) const override { return fToken == Token::_var && isAtOnce(mode); }
+    bool getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal) override;
+    bool setAtOnce(const std::shared_ptr<OMScope>& scope, const std::shared_ptr<IOMNode>& value,
+                   bool& stored) override;
 
     Token getToken() const { return fToken; }
     const std::string& getName() const { return fName; }
+
+protected:
+    bool computeAtOnce(AtOnceMode mode) const override;
 
 private:
     OMExpressionKeyword(Token token, std::string name) : fToken(token), fName(std::move(name)) {}
 
     Token fToken;
-    std::string fName;                        // the variable of `var`
-    std::shared_ptr<OMExpression> fVariable;  // reads and writes of that variable
+    std::string fName;                                // the variable of `var`
+    std::shared_ptr<OMExpressionLValueStr> fVariable;  // reads and writes of that variable
 };
 
 }  // namespace Qfn

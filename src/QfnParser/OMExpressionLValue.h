@@ -42,6 +42,11 @@ public:
     bool compareArgumentListEqual(const OMExpressionLValue& other) const;
     bool compareArgumentListLess(const OMExpressionLValue& other) const;
 
+    // `var name` without a value: the name reached for writing, made when missing.
+    bool declareAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal)
+    {
+        return accessAtOnce(scope, AccessType::GET_CREATE, nullptr, retVal);
+    }
     // A read, or a store of value, through accessAtOnce.
     bool getAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal) override;
     bool setAtOnce(const std::shared_ptr<OMScope>& scope, const std::shared_ptr<IOMNode>& value,

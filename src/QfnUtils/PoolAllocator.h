@@ -9,7 +9,8 @@ namespace Qfn {
 
 // Keeps the storage of freed objects of one type for the next one: objects made and dropped all
 // the time (frames, value nodes, scopes) then cost no trip to the general allocator. A list holds
-// at most as many blocks as were ever live at once, so it does not grow under steady traffic.
+// at most as many blocks as were ever live at once, and never more than kMaxKeptBlocks: a burst
+// of millions of nodes gives its memory back when they go.
 template <class T>
 class PoolAllocator {
 public:
@@ -32,9 +33,11 @@ public:
         return static_cast<T*>(::operator new(count * sizeof(T)));
     }
 
+    static constexpr size_t kMaxKeptBlocks = 16384;
+
     void deallocate(T* pointer, size_t count) noexcept
     {
-        if (count == 1) {
+        if (count == 1 && blocks().size() < kMaxKeptBlocks) {
             try {
                 blocks().push_back(pointer);
                 return;
@@ -44,6 +47,9 @@ public:
         }
         ::operator delete(pointer);
     }
+
+    // How many freed blocks wait for reuse on this thread.
+    static size_t getKeptBlockCount() { return blocks().size(); }
 
     template <class U>
     bool operator==(const PoolAllocator<U>&) const noexcept

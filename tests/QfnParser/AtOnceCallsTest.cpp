@@ -69,6 +69,8 @@ TEST_F(AtOnceCalls, CallsAgreeWithTheResumableWayAndNothingHappensTwice)
         // A name twice in a signature: the later binding wins as it does in a map.
         "function dup(a, a) { return a }; dup(1, 2)",
         "function lv(a) { var a; return typeof a }; lv(3)",
+        "function loc(n) { var t = n * 2; var u; u = t + 1; return [t, u] }; [loc(4), typeof t]",
+        "var top = 3; var fresh2; [top, typeof fresh2]",
         // Numbers with and without fractions through the operators.
         "function m(a, b) { return [a + b, a - b, a * b, a / b, a < b, a > b, a <= b, a >= b, a == b] }; "
         "[m(3, 4), m(2.5, 2), m(7, 7.0)]",
