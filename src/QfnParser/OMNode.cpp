@@ -416,11 +416,13 @@ std::shared_ptr<IOMNode> OMNode::unwrapReturnValue()
 {
     std::shared_ptr<IOMNode> retVal;
     try {
-        retVal = shared_from_this();
-        while (retVal && retVal->isReturnValue()) {
-            auto operand = retVal->getExpression()->getReturnOperand();
+        // A value that is no `return` is itself; a wrapped one is reached without taking this node.
+        if (isReturnValue()) retVal = getExpression()->getReturnOperand();
+        if (!retVal) return shared_from_this();
+        while (retVal->isReturnValue()) {
+            std::shared_ptr<IOMNode> operand = retVal->getExpression()->getReturnOperand();
             if (!operand) break;
-            retVal = operand;
+            retVal = std::move(operand);
         }
     } catch (std::exception& e) {
         LOG_THROWS(e);
