@@ -85,8 +85,9 @@ bool AtOnceCalls::attempt(Task& task, const std::shared_ptr<IOMNode>& node, cons
         thrown = e.what();
     }
     fIsActive = false;
-    for (CachedName& cached : fNames)
-        cached = CachedName();
+    for (size_t slot = 0; fNamesFilled != 0; ++slot, fNamesFilled >>= 1) {
+        if (fNamesFilled & 1u) fNames[slot] = CachedName();
+    }
     task.askClockNext();
     fTopExpression = nullptr;
     fEntered.clear();
@@ -154,7 +155,9 @@ void AtOnceCalls::cacheName(const std::string& name, const OMScope& from, const 
                             const std::shared_ptr<IOMNode>& node)
 {
     if (!fIsActive) return;
-    CachedName& cached = fNames[nameSlotOf(name, from)];
+    const size_t slot = nameSlotOf(name, from);
+    fNamesFilled |= uint64_t{1} << slot;
+    CachedName& cached = fNames[slot];
     cached.name = &name;
     cached.from = &from;
     cached.owner = owner;

@@ -99,6 +99,8 @@ private:
     // Calls known to be too big, by their key; a slot holds the last one that fell on it.
     static inline uint64_t fBigCalls[kBigCallSlots] = {};
     static CachedName fNames[kNameSlots];
+    // Which of fNames this attempt has filled, one bit each: only those are emptied at its end.
+    static inline uint64_t fNamesFilled = 0;
 };
 
 }  // namespace Qfn
