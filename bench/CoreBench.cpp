@@ -2,8 +2,8 @@
 // arithmetic operator that writes into a reusable temporary.
 #include <benchmark/benchmark.h>
 
-#include "QfnParser/OMNode.h"
-#include "QfnParser/OMStored.h"
+#include "QfnParser/model/OMNode.h"
+#include "QfnParser/model/OMStored.h"
 #include "QfnTask/Task.h"
 #include "QfnTask/YieldingFrame.h"
 #include "QfnUtils/Clock.h"

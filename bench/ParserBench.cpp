@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "QfnParser/OMStored.h"
-#include "QfnTask/ParseTask.h"
+#include "QfnParser/model/OMStored.h"
+#include "QfnParser/tasks/script/ParseTask.h"
 #include "QfnTask/Task.h"
 
 namespace {

@@ -6,8 +6,8 @@
 #include <fstream>
 #include <string>
 
-#include "QfnParser/OMAccessor.h"
-#include "QfnParser/OMStored.h"
+#include "QfnParser/query/OMAccessor.h"
+#include "QfnParser/model/OMStored.h"
 #include "QfnTask/Task.h"
 
 namespace {

@@ -4,9 +4,9 @@
 #include <cstdio>
 #include <string>
 
-#include "QfnParser/OMExpression.h"
-#include "QfnParser/OMStored.h"
-#include "QfnTask/ParseTask.h"
+#include "QfnParser/expressions/OMExpression.h"
+#include "QfnParser/model/OMStored.h"
+#include "QfnParser/tasks/script/ParseTask.h"
 #include "QfnTask/Task.h"
 #include "support/ScriptRunner.h"
 

@@ -1,22 +1,27 @@
 #include "QfnCoordinator/InternalCoordinator.h"
 
+#include "QfnCoordinator/CoordinatorHost.h"
 #include "QfnLogger/Check.h"
-#include "QfnParser/InputStreamConsole.h"
-#include "QfnParser/InputStreamFile.h"
-#include "QfnParser/InputStreamStdIn.h"
-#include "QfnParser/OMScope.h"
-#include "QfnParser/OutputStreamStdOut.h"
+#include "QfnParser/model/OMScope.h"
+#include "QfnParser/streams/InputStreamConsole.h"
+#include "QfnParser/streams/InputStreamFile.h"
+#include "QfnParser/streams/InputStreamStdIn.h"
+#include "QfnParser/streams/OutputStreamStdOut.h"
 #include "QfnTask/Task.h"
 #include "QfnUtils/Pipes.h"
 #include "QfnUtils/Utils.h"
 
 namespace Qfn {
 
+namespace {
+// Tasks and scripts reach the coordinator through its host, installed before main runs.
+[[maybe_unused]] const bool kHostInstalled = CoordinatorHost::install();
+}  // namespace
+
 const std::string InternalCoordinator::TYPENAME = "InternalCoordinator";
 
 std::shared_ptr<IObject> InternalCoordinator::fSingleton;
 std::shared_ptr<OMScope> InternalCoordinator::fCoordinatorScope;
-ScopeFactoryFunction InternalCoordinator::fScopeFactoryFunction = nullptr;
 bool InternalCoordinator::fSingletonReleased = false;
 bool InternalCoordinator::fIsStarted = false;
 bool InternalCoordinator::fIsTerminating = false;
@@ -27,7 +32,6 @@ int InternalCoordinator::fIsMainCoordinator = 0;
 
 std::string InternalCoordinator::fCoordinatorName = "net.quillfern.coordinator.main";
 std::string InternalCoordinator::fCoordinatorShortName;
-std::string InternalCoordinator::fNodeIniSuffix;
 std::string InternalCoordinator::fScriptFilePath;
 std::string InternalCoordinator::fStartupScriptFilePath;
 std::string InternalCoordinator::fPrompt = "> ";
@@ -100,7 +104,7 @@ void InternalCoordinator::deleter(InternalCoordinator* internalCoordinator)
             SANITY_CHECK(internalCoordinator);
             fIsShuttingDown = true;
             if (!internalCoordinator->fMessageQueue.empty()) {
-                LOG_WARNING("EXPECTED failed: 'message queue not empty' evaluates to false");
+                LOG_WARNING(QFN_CHECK_TEXT("EXPECTED", "message queue not empty"));
                 internalCoordinator->fMessageQueue.clear();
             }
             internalCoordinator->fMainTask.reset();
@@ -194,9 +198,15 @@ bool InternalCoordinator::deregisterObjectClasses()
 }
 
 // The built-in self-test classes are not part of this build; there is nothing to register.
-bool InternalCoordinator::registerTests() { return true; }
+bool InternalCoordinator::registerTests()
+{
+    return true;
+}
 
-bool InternalCoordinator::deregisterTests() { return true; }
+bool InternalCoordinator::deregisterTests()
+{
+    return true;
+}
 
 std::shared_ptr<OMScope> InternalCoordinator::getCoordinatorScope()
 {
@@ -218,22 +228,12 @@ std::shared_ptr<OMScope> InternalCoordinator::scopeFactory()
 std::shared_ptr<OMScope> InternalCoordinator::scopeFactory(const std::shared_ptr<OMScope>& parent,
                                                            ScopeRelationType parentScopeRelationType)
 {
-    std::shared_ptr<OMScope> retVal;
-    try {
-        do {
-            retVal = fScopeFactoryFunction ? fScopeFactoryFunction(parent, parentScopeRelationType)
-                                           : OMScope::factory(parent, parentScopeRelationType);
-            SANITY_CHECK(retVal);
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
-    return retVal;
+    return OMScope::scopeFactory(parent, parentScopeRelationType);
 }
 
 void InternalCoordinator::setScopeFactory(ScopeFactoryFunction scopeFactoryFunction)
 {
-    fScopeFactoryFunction = scopeFactoryFunction;
+    OMScope::setScopeFactory(scopeFactoryFunction);
 }
 
 const std::shared_ptr<Task>& InternalCoordinator::getMainTask()
@@ -242,7 +242,10 @@ const std::shared_ptr<Task>& InternalCoordinator::getMainTask()
     return internalCoordinator ? internalCoordinator->fMainTask : kNoTask;
 }
 
-bool InternalCoordinator::isTerminating() { return fIsTerminating || fSingletonReleased; }
+bool InternalCoordinator::isTerminating()
+{
+    return fIsTerminating || fSingletonReleased;
+}
 
 bool InternalCoordinator::isTerminatingAndIdle()
 {
@@ -296,12 +299,15 @@ bool InternalCoordinator::isIdle() const
             if (fIsProcessingMessageQueue > 0) {
                 LOG_NOTE("fIsTerminating but not idle because fIsProcessingMessageQueue");
             }
-            if (!fMessageQueue.empty()) LOG_NOTE("fIsTerminating but not idle because ! fMessageQueue.empty()");
+            if (!fMessageQueue.empty())
+                LOG_NOTE("fIsTerminating but not idle because ! fMessageQueue.empty()");
             if (!serviceIdle) {
                 LOG_NOTE("fIsTerminating but not idle because inherited ! Service_abstract::isIdle()");
             }
-            if (!Pipes::isAllWritePipesIdle()) LOG_NOTE("fIsTerminating but not idle because write pipes not idle");
-            if (!Pipes::isAllReadPipesIdle()) LOG_NOTE("fIsTerminating but not idle because read pipes not idle");
+            if (!Pipes::isAllWritePipesIdle())
+                LOG_NOTE("fIsTerminating but not idle because write pipes not idle");
+            if (!Pipes::isAllReadPipesIdle())
+                LOG_NOTE("fIsTerminating but not idle because read pipes not idle");
             if (holding) {
                 LOG_NOTE("fIsTerminating but not idle because isHoldingSiblingResponsesForTermination()");
             }
@@ -356,7 +362,8 @@ bool InternalCoordinator::setName(const std::string& name)
 
 bool InternalCoordinator::isMainCoordinator()
 {
-    if (fIsMainCoordinator == 0) fIsMainCoordinator = fCoordinatorName == "net.quillfern.coordinator.main" ? 1 : 2;
+    if (fIsMainCoordinator == 0)
+        fIsMainCoordinator = fCoordinatorName == "net.quillfern.coordinator.main" ? 1 : 2;
     return fIsMainCoordinator == 1;
 }
 
@@ -390,15 +397,30 @@ bool InternalCoordinator::deregisterObject()
     return retVal;
 }
 
-bool InternalCoordinator::monitorNamedPipe() { return true; }
+bool InternalCoordinator::monitorNamedPipe()
+{
+    return true;
+}
 
-bool InternalCoordinator::processMessageQueues() { return true; }
+bool InternalCoordinator::processMessageQueues()
+{
+    return true;
+}
 
-bool InternalCoordinator::destroyNamedPipe() { return true; }
+bool InternalCoordinator::destroyNamedPipe()
+{
+    return true;
+}
 
-bool InternalCoordinator::deregisterPendingTasks() { return true; }
+bool InternalCoordinator::deregisterPendingTasks()
+{
+    return true;
+}
 
-std::string InternalCoordinator::getNamedPipePath() const { return std::string(); }
+std::string InternalCoordinator::getNamedPipePath() const
+{
+    return std::string();
+}
 
 }  // namespace Qfn
 

@@ -4,15 +4,15 @@
 #include <deque>
 #include <functional>
 #include <map>
-#include <set>
-#include <unordered_map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <thread>
+#include <unordered_map>
 #include <vector>
 
-#include "QfnParser/AccessType.h"
+#include "QfnParser/model/AccessType.h"
 #include "QfnService/Service_abstract.h"
 
 namespace Qfn {
@@ -25,8 +25,6 @@ class InputStream;
 class OutputStream;
 
 using GatewaySendMethod = void (*)(const std::string& host, const std::string& message);
-using ScopeFactoryFunction = std::shared_ptr<OMScope> (*)(const std::shared_ptr<OMScope>& parent,
-                                                          ScopeRelationType parentScopeRelationType);
 
 // The one coordinator of the process: its settings (class-wide, readable before it exists), the
 // event loop that paces the coordinator thread, the main round, and termination.
@@ -69,8 +67,8 @@ public:
     static std::string resolveCoordinatorAlias(const std::string& coordinatorName);
     static void clearHostNamesAndAliases();
     // "." and the node name from the environment, or empty: picks the per-node variants of ini entries.
-    static const std::string& getQuillfernNodeIniSuffix() { return fNodeIniSuffix; }
-    static void setQuillfernNodeIniSuffix(const std::string& suffix) { fNodeIniSuffix = suffix; }
+    static const std::string& getQuillfernNodeIniSuffix();
+    static void setQuillfernNodeIniSuffix(const std::string& suffix);
     // The root scope of the coordinator's own scripts, made on first use.
     static std::shared_ptr<OMScope> getCoordinatorScope();
     static void releaseCoordinatorScope();
@@ -119,9 +117,18 @@ public:
     static const std::string& getSysConfigIniPath();
     static bool setDefaultEngine(const std::string& defaultEngine);
     static const std::string& getIpcMessageLogFile() { return fIpcMessageLogFile; }
-    static int64_t getScanActiveSiblingsIntervalMicroseconds() { return fScanActiveSiblingsIntervalMicroseconds; }
-    static int64_t getScanConfigSiblingsIntervalMicroseconds() { return fScanConfigSiblingsIntervalMicroseconds; }
-    static int64_t getScanNamedPipeSiblingsIntervalMicroseconds() { return fScanNamedPipeSiblingsIntervalMicroseconds; }
+    static int64_t getScanActiveSiblingsIntervalMicroseconds()
+    {
+        return fScanActiveSiblingsIntervalMicroseconds;
+    }
+    static int64_t getScanConfigSiblingsIntervalMicroseconds()
+    {
+        return fScanConfigSiblingsIntervalMicroseconds;
+    }
+    static int64_t getScanNamedPipeSiblingsIntervalMicroseconds()
+    {
+        return fScanNamedPipeSiblingsIntervalMicroseconds;
+    }
 
     // The map sysInfo() gives scripts: settings, folders, build and platform.
     static std::shared_ptr<OMStored> buildSysInfo();
@@ -137,18 +144,25 @@ public:
         std::string fName;
     };
     static bool setDataRequestCallBack(const std::shared_ptr<OMScope>& scope, const std::string& callBackID,
-                                       const std::shared_ptr<OMStored>& callBackFunction, const std::string& name);
+                                       const std::shared_ptr<OMStored>& callBackFunction,
+                                       const std::string& name);
     static const DataRequestCallBack* getDataRequestCallBack(const std::string& callBackID);
     static void clearDataRequestCallBacks();
 
     // Settings.
     static int64_t getEventLoopMicroseconds() { return fEventLoopMicroseconds; }
     static int64_t getEventLoopSleepMicroseconds() { return fEventLoopSleepMicroseconds; }
-    static int64_t getInternalCoordinatorTimesliceMicroseconds() { return fInternalCoordinatorTimesliceMicroseconds; }
+    static int64_t getInternalCoordinatorTimesliceMicroseconds()
+    {
+        return fInternalCoordinatorTimesliceMicroseconds;
+    }
     static int64_t getDelayQuitMicroseconds() { return fDelayQuitMicroseconds; }
     static int64_t getDefaultTimeoutMicroseconds() { return fDefaultTimeoutMicroseconds; }
     static int64_t getRemoteTimeoutMicroseconds() { return fRemoteTimeoutMicroseconds; }
-    static int64_t getInterCoordinatorPipeWaitTimeMicroseconds() { return fInterCoordinatorPipeWaitTimeMicroseconds; }
+    static int64_t getInterCoordinatorPipeWaitTimeMicroseconds()
+    {
+        return fInterCoordinatorPipeWaitTimeMicroseconds;
+    }
     static int64_t getInterCoordinatorTestTimeMicroseconds() { return fInterCoordinatorTestTimeMicroseconds; }
     static int64_t getMaxWaitMessageDropMicroseconds() { return fMaxWaitMessageDropMicroseconds; }
     static int64_t getMaxWaitPipeReappearMicroseconds() { return fMaxWaitPipeReappearMicroseconds; }
@@ -156,7 +170,10 @@ public:
     static int64_t getSleepStalledPipeMicroseconds() { return fSleepStalledPipeMicroseconds; }
     static int64_t getKillStalledPipeMicroseconds() { return fKillStalledPipeMicroseconds; }
     static int64_t getTestTimeoutMicroseconds() { return fTestTimeoutMicroseconds; }
-    static int64_t getQuitReflectorEventLoopForTestsMicroseconds() { return fQuitReflectorEventLoopForTestsMicroseconds; }
+    static int64_t getQuitReflectorEventLoopForTestsMicroseconds()
+    {
+        return fQuitReflectorEventLoopForTestsMicroseconds;
+    }
     static const std::string& getDefaultEngine() { return fDefaultEngine; }
     static const std::string& getRemoteCoordinatorURL() { return fRemoteCoordinatorURL; }
     static int64_t getConsoleEcho() { return fConsoleEcho; }
@@ -175,7 +192,10 @@ public:
     static const std::string& getScriptFilePath() { return fScriptFilePath; }
     static const std::vector<std::string>& getLaunchArgs() { return fLaunchArgs; }
     static void setEventLoopSleepMicroseconds(int64_t value) { fEventLoopSleepMicroseconds = value; }
-    static void setInternalCoordinatorTimesliceMicroseconds(int64_t value) { fInternalCoordinatorTimesliceMicroseconds = value; }
+    static void setInternalCoordinatorTimesliceMicroseconds(int64_t value)
+    {
+        fInternalCoordinatorTimesliceMicroseconds = value;
+    }
     static void setDefaultTimeoutMicroseconds(int64_t value) { fDefaultTimeoutMicroseconds = value; }
 
     // Instance operations of the main round and of termination.
@@ -236,7 +256,6 @@ private:
     // Class-wide state.
     static std::shared_ptr<IObject> fSingleton;
     static std::shared_ptr<OMScope> fCoordinatorScope;
-    static ScopeFactoryFunction fScopeFactoryFunction;
     static bool fSingletonReleased;
     static bool fIsStarted;
     static bool fIsTerminating;
@@ -256,7 +275,6 @@ private:
 
     static std::string fCoordinatorName;
     static std::string fCoordinatorShortName;
-    static std::string fNodeIniSuffix;
     static bool fIsPidPublished;
     static int64_t fVerifiedPidFileTime;
     static std::string fPidFilePath;

@@ -6,9 +6,9 @@
 #include "QfnData/Ini.h"
 #include "QfnLogger/Check.h"
 #include "QfnLogger/Log.h"
-#include "QfnLogger/ScriptErrorLog.h"
-#include "QfnParser/OMAccessor.h"
-#include "QfnParser/OMStored.h"
+#include "QfnParser/builtins/ScriptErrorLog.h"
+#include "QfnParser/model/OMStored.h"
+#include "QfnParser/query/OMAccessor.h"
 #include "QfnUtils/Dirs.h"
 #include "QfnUtils/Utils.h"
 
@@ -36,12 +36,22 @@ std::string fullCoordinatorName(const std::string& name)
 
 }  // namespace
 
+const std::string& InternalCoordinator::getQuillfernNodeIniSuffix()
+{
+    return Ini::getNodeIniSuffix();
+}
+
+void InternalCoordinator::setQuillfernNodeIniSuffix(const std::string& suffix)
+{
+    Ini::setNodeIniSuffix(suffix);
+}
+
 const std::string& InternalCoordinator::getSysConfigFolderPath()
 {
     try {
         do {
-            fSysConfigFolderPath = Dirs::getUserDataPath() + "net.quillfern" + Dirs::kSeparator + "SysConfig" +
-                                   Dirs::kSeparator;
+            fSysConfigFolderPath =
+                Dirs::getUserDataPath() + "net.quillfern" + Dirs::kSeparator + "SysConfig" + Dirs::kSeparator;
             if (Dirs::dirExists(fSysConfigFolderPath)) break;
             SANITY_CHECK(Dirs::mkDir(fSysConfigFolderPath, DirRecurse::RECURSE));
             SANITY_CHECK(Dirs::dirExists(fSysConfigFolderPath));
@@ -122,18 +132,22 @@ std::string InternalCoordinator::getEntryFromConfigStack(const std::string& sect
                 bool hasFull = false;
                 std::vector<std::string> wildCards;
                 for (const std::string& name : ini->getSectionNames()) {
-                    if (name == section) hasPlain = true;
-                    else if (name == fullSection) hasFull = true;
-                    else if (Utils::isWildCardMatch(fullSection, name) || Utils::isWildCardMatch(section, name))
+                    if (name == section)
+                        hasPlain = true;
+                    else if (name == fullSection)
+                        hasFull = true;
+                    else if (Utils::isWildCardMatch(fullSection, name) ||
+                             Utils::isWildCardMatch(section, name))
                         wildCards.push_back(name);
                 }
                 std::sort(wildCards.begin(), wildCards.end());
                 // Only what this file says itself: the files below it have had their turn already.
                 auto apply = [&ini, &key, &retVal](const std::string& name) {
                     std::vector<std::string> keys = ini->getEntryNames(name);
-                    const std::string nodeKey = key + fNodeIniSuffix;
+                    const std::string nodeKey = key + getQuillfernNodeIniSuffix();
                     bool hasKey = std::find(keys.begin(), keys.end(), key) != keys.end() ||
-                                  (!fNodeIniSuffix.empty() && std::find(keys.begin(), keys.end(), nodeKey) != keys.end());
+                                  (!getQuillfernNodeIniSuffix().empty() &&
+                                   std::find(keys.begin(), keys.end(), nodeKey) != keys.end());
                     if (hasKey) retVal = ini->getResolvedEntry(name, key, retVal);
                 };
                 if (hasPlain) apply(section);
@@ -193,25 +207,30 @@ bool InternalCoordinator::processConfigStack()
             bool registered = true;
             for (const std::shared_ptr<Ini>& ini : fConfigStack) {
                 for (const std::string& alias : ini->getEntryNames("urlMap"))
-                    registered = registerUrlAlias(alias, ini->getResolvedEntry("urlMap", alias, "")) && registered;
+                    registered =
+                        registerUrlAlias(alias, ini->getResolvedEntry("urlMap", alias, "")) && registered;
                 for (const std::string& alias : ini->getEntryNames("coordinatorMap"))
-                    registered = registerCoordinatorAlias(alias, ini->getResolvedEntry("coordinatorMap", alias, "")) &&
-                                 registered;
+                    registered =
+                        registerCoordinatorAlias(alias, ini->getResolvedEntry("coordinatorMap", alias, "")) &&
+                        registered;
                 for (const std::string& host : ini->getEntryNames("hosts"))
-                    registered = registerHostName(host, ini->getResolvedEntry("hosts", host, "")) && registered;
+                    registered =
+                        registerHostName(host, ini->getResolvedEntry("hosts", host, "")) && registered;
             }
             SANITY_CHECK(registered);
 
             // The name first: the full-name sections of every later key depend on it.
             std::string name = getEntryFromConfigStack("config", "coordinatorName", fCoordinatorName);
             if (!name.empty()) fCoordinatorName = fullCoordinatorName(name);
-            std::string shortName = getEntryFromConfigStack("config", "coordinatorShortName", fCoordinatorShortName);
+            std::string shortName =
+                getEntryFromConfigStack("config", "coordinatorShortName", fCoordinatorShortName);
             if (!shortName.empty()) {
                 fCoordinatorShortName = shortName;
                 fCoordinatorName = fullCoordinatorName(shortName);
             }
             fIsMainCoordinator = 0;
-            SANITY_CHECK(setDefaultEngine(getEntryFromConfigStack("config", "defaultEngine", fDefaultEngine)));
+            SANITY_CHECK(
+                setDefaultEngine(getEntryFromConfigStack("config", "defaultEngine", fDefaultEngine)));
 
             auto readInt = [](const char* key, int64_t& value) {
                 value = Utils::toOMInt(getEntryFromConfigStack("config", key, std::to_string(value)));
@@ -224,7 +243,8 @@ bool InternalCoordinator::processConfigStack()
             };
             readInt("delayQuitMicroseconds", fDelayQuitMicroseconds);
             readInt("eventLoopMicroseconds", fEventLoopMicroseconds);
-            readInt("quitReflectorEventLoopForTestsMicroseconds", fQuitReflectorEventLoopForTestsMicroseconds);
+            readInt("quitReflectorEventLoopForTestsMicroseconds",
+                    fQuitReflectorEventLoopForTestsMicroseconds);
             readInt("eventLoopSleepMicroseconds", fEventLoopSleepMicroseconds);
             readInt("interCoordinatorTestTimeMicroseconds", fInterCoordinatorTestTimeMicroseconds);
             readInt("interCoordinatorPipeWaitTimeMicroseconds", fInterCoordinatorPipeWaitTimeMicroseconds);
@@ -263,7 +283,8 @@ bool InternalCoordinator::processConfigStack()
             readInt("testTimeoutMicroseconds", fTestTimeoutMicroseconds);
             readInt("internalCoordinatorTimesliceMicroseconds", fInternalCoordinatorTimesliceMicroseconds);
             readInt("consoleEcho", fConsoleEcho);
-            std::string timingLogFile = getEntryFromConfigStack("config", "timingLogFile", Log::getTimingLogFile());
+            std::string timingLogFile =
+                getEntryFromConfigStack("config", "timingLogFile", Log::getTimingLogFile());
 
             // Script paths are absolute and use this platform's separator.
             if (!fScriptFilePath.empty() && fScriptFilePath != "-")

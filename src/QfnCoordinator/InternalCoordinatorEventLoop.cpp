@@ -121,11 +121,11 @@ bool InternalCoordinator::runEventLoopUntilNoMoreSubTasks(int64_t timesliceMicro
                 return !mustRun && internalCoordinator->fMainTask && internalCoordinator->fMainTask->isIdle();
             };
             if (!runEventLoop(timesliceMicroseconds, stopTest)) {
-                LOG_ERROR(
-                    "SANITY_CHECK failed: 'internalCoordinator->runEventLoop( timesliceMicroseconds, [&hasRun, "
+                LOG_CHECK_FAILED(
+                    "SANITY_CHECK",
+                    "internalCoordinator->runEventLoop( timesliceMicroseconds, [&hasRun, "
                     "internalCoordinator]() { bool mustRun = ! hasRun; hasRun = true; bool canTerminate = ! "
-                    "mustRun && internalCoordinator->fMainTask->isIdle(); return canTerminate; })' evaluates to "
-                    "false");
+                    "mustRun && internalCoordinator->fMainTask->isIdle(); return canTerminate; })");
                 break;
             }
             retVal = true;
@@ -142,7 +142,8 @@ bool InternalCoordinator::runEventLoop(int64_t timesliceMicroseconds, const std:
     try {
         do {
             auto* internalCoordinator = dynamic_cast<InternalCoordinator*>(fSingleton.get());
-            const std::shared_ptr<Task> mainTask = internalCoordinator ? internalCoordinator->fMainTask : nullptr;
+            const std::shared_ptr<Task> mainTask =
+                internalCoordinator ? internalCoordinator->fMainTask : nullptr;
             if (!mainTask || (mainTask->getIsTaskCompleted() && mainTask->isIdle())) {
                 retVal = true;
                 break;
@@ -162,7 +163,8 @@ bool InternalCoordinator::runEventLoop(int64_t timesliceMicroseconds, const std:
                 Task::runActiveTasks(passBudget);
                 ++internalCoordinator->fEventLoopRounds;
                 if (mainTask->getIsTaskCompleted()) break;
-                if (Task::takeSliceBudgetExhausted()) internalCoordinator->reportMessagingActivityInEventLoop();
+                if (Task::takeSliceBudgetExhausted())
+                    internalCoordinator->reportMessagingActivityInEventLoop();
                 int64_t sleepMicroseconds = getEventLoopSleepMicrosecondsForMainTask();
                 sleepMutex.unlock();
                 if (sleepMicroseconds != 0) {
@@ -333,7 +335,8 @@ void InternalCoordinator::timeslice_yielding(const std::shared_ptr<Task>& task, 
                 case CHECK_PUBLISHED_PID:
                     if (!s.result) {
                         LOG_ERROR(
-                            "published pid has changed; another coordinator node has taken over. Terminating");
+                            "published pid has changed; another coordinator node has taken over. "
+                            "Terminating");
                         terminate();
                     }
                     restoreMyPid();

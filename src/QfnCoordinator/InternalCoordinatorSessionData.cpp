@@ -5,8 +5,8 @@
 
 #include "QfnCoordinator/InternalCoordinator.h"
 #include "QfnLogger/Check.h"
-#include "QfnParser/OMAccessor.h"
-#include "QfnParser/OMStored.h"
+#include "QfnParser/model/OMStored.h"
+#include "QfnParser/query/OMAccessor.h"
 #include "QfnUtils/Dirs.h"
 #include "QfnUtils/Process.h"
 #include "QfnUtils/Utils.h"
@@ -81,7 +81,8 @@ unsigned long InternalCoordinator::getPublishedPid(const std::string& coordinato
             if (!Dirs::fileExists(path)) break;
             int64_t pid = Utils::toOMInt(Utils::trim(Dirs::slurpFile(path)));
             if (pid <= 0) break;
-            if (Process::isRunning(static_cast<unsigned long>(pid), coordinatorName)) retVal = static_cast<unsigned long>(pid);
+            if (Process::isRunning(static_cast<unsigned long>(pid), coordinatorName))
+                retVal = static_cast<unsigned long>(pid);
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);

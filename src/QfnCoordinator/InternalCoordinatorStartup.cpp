@@ -1,19 +1,18 @@
-#include <cstdio>
-#include <map>
-
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
+#include <map>
 
 #include "QfnCoordinator/InternalCoordinator.h"
+#include "QfnCoordinator/MainTaskTimesliceTask.h"
 #include "QfnLogger/Check.h"
-#include "QfnParser/IOStreamPrompted.h"
-#include "QfnParser/InputStreamConsole.h"
-#include "QfnParser/OMScope.h"
-#include "QfnParser/OMStored.h"
-#include "QfnTask/EvalScriptTask.h"
-#include "QfnTask/MainTaskTimesliceTask.h"
-#include "QfnTask/ParseAndEvalStreamTask.h"
+#include "QfnParser/model/OMScope.h"
+#include "QfnParser/model/OMStored.h"
+#include "QfnParser/streams/IOStreamPrompted.h"
+#include "QfnParser/streams/InputStreamConsole.h"
+#include "QfnParser/tasks/script/EvalScriptTask.h"
+#include "QfnParser/tasks/script/ParseAndEvalStreamTask.h"
 #include "QfnTask/Task.h"
 #include "QfnUtils/Dirs.h"
 #include "QfnUtils/Process.h"
@@ -76,12 +75,13 @@ bool InternalCoordinator::init(int argc, char** argv)
                 break;
             }
             unsigned long processId = getPublishedPid(fCoordinatorName);
-            if (Log::getLogLevel() >= 3) LOG_NOTE(Utils::stringWithFormat("processId = %ld", static_cast<long>(processId)));
+            if (Log::getLogLevel() >= 3)
+                LOG_NOTE(Utils::stringWithFormat("processId = %ld", static_cast<long>(processId)));
             // Another live process holds this name: this one does not start.
             if (processId != 0 && processId != static_cast<unsigned long>(::getpid()) &&
                 Process::isRunning(processId, fCoordinatorName)) {
-                LOG_ERROR("SANITY_CHECK failed: 'processId == 0 || ! Process::isRunning(processId, fCoordinatorName)' "
-                          "evaluates to false");
+                LOG_CHECK_FAILED("SANITY_CHECK",
+                                 "processId == 0 || ! Process::isRunning(processId, fCoordinatorName)");
                 break;
             }
             SANITY_CHECK(internalCoordinator->publishMyPid());
@@ -107,12 +107,12 @@ bool InternalCoordinator::readNodeName()
     bool retVal = false;
     try {
         do {
-            fNodeIniSuffix.clear();
+            setQuillfernNodeIniSuffix("");
             const char* value = std::getenv("QUILLFERN_CONFIG_NODE_NAME");
             std::string name = value ? Utils::toLowerCase(value) : "";
             retVal = true;
             if (name.empty() || name == "localhost" || name == "127.0.0.1" || name == "::1") break;
-            fNodeIniSuffix = "." + name;
+            setQuillfernNodeIniSuffix("." + name);
             SANITY_CHECK(registerLocalHostName(name));
         } while (false);
     } catch (std::exception& e) {
@@ -134,14 +134,16 @@ bool InternalCoordinator::runStartupScript()
             ASSIGN(result, OMStored::undefinedFactory());
             std::shared_ptr<OMScope> coordinatorScope = getCoordinatorScope();
             SANITY_CHECK(coordinatorScope);
-            std::shared_ptr<Task> evalScriptTask =
-                EvalScriptTask::factory(result, coordinatorScope, fStartupScriptFilePath, HandleReturnValue::UNWRAP);
+            std::shared_ptr<Task> evalScriptTask = EvalScriptTask::factory(
+                result, coordinatorScope, fStartupScriptFilePath, HandleReturnValue::UNWRAP);
             SANITY_CHECK(evalScriptTask);
             if (Log::getLogLevel() >= 3)
-                LOG_NOTE(Utils::stringWithFormat("startup script task started: %s", fStartupScriptFilePath.c_str()));
+                LOG_NOTE(Utils::stringWithFormat("startup script task started: %s",
+                                                 fStartupScriptFilePath.c_str()));
             SANITY_CHECK(evalScriptTask->runToCompletion());
             if (Log::getLogLevel() >= 3)
-                LOG_NOTE(Utils::stringWithFormat("startup script task completed: %s", fStartupScriptFilePath.c_str()));
+                LOG_NOTE(Utils::stringWithFormat("startup script task completed: %s",
+                                                 fStartupScriptFilePath.c_str()));
             retVal = true;
         } while (false);
     } catch (std::exception& e) {
@@ -179,7 +181,8 @@ bool InternalCoordinator::startConsoleTask(std::shared_ptr<InputStream> stream, 
         do {
             ASSIGN_TYPED(InternalCoordinator, internalCoordinator, factory());
             SANITY_CHECK(stream);
-            internalCoordinator->fIsConsoleTaskInteractive = dynamic_cast<InputStreamConsole*>(stream.get()) != nullptr;
+            internalCoordinator->fIsConsoleTaskInteractive =
+                dynamic_cast<InputStreamConsole*>(stream.get()) != nullptr;
             if (isPrompted) {
                 ASSIGN(stream, IOStreamPrompted::factory(stream, outputStreamFactory()));
             }
@@ -262,9 +265,9 @@ bool InternalCoordinator::parseCommandLineArgs(int argc, char** argv)
                 auto coordinatorNameIter = switches.find(nameSwitch);
                 if (coordinatorNameIter == switches.end()) continue;
                 if (!processCmdLineArg(nameSwitch, coordinatorNameIter->second)) {
-                    LOG_ERROR(Utils::stringWithFormat(
-                        "VERIFY failed: 'processCmdLineArg('%c', coordinatorNameIter->second)' evaluates to false",
-                        nameSwitch));
+                    LOG_CHECK_FAILED("VERIFY",
+                                     Utils::stringWithFormat(
+                                         "processCmdLineArg('%c', coordinatorNameIter->second)", nameSwitch));
                     nameApplied = false;
                     break;
                 }
@@ -289,7 +292,7 @@ bool InternalCoordinator::parseCommandLineArgs(int argc, char** argv)
                 switches.erase(configIter);
             }
             if (!processConfigStack()) {
-                LOG_ERROR("SANITY_CHECK failed: 'processConfigStack()' evaluates to false");
+                LOG_CHECK_FAILED("SANITY_CHECK", "processConfigStack()");
                 break;
             }
             if (Log::getLogLevel() >= 3) {
@@ -299,7 +302,7 @@ bool InternalCoordinator::parseCommandLineArgs(int argc, char** argv)
             bool allApplied = true;
             for (auto iter = switches.begin(); iter != switches.end(); ++iter) {
                 if (!processCmdLineArg(iter->first, iter->second)) {
-                    LOG_ERROR("VERIFY failed: 'processCmdLineArg(iter->first, iter->second)' evaluates to false");
+                    LOG_CHECK_FAILED("VERIFY", "processCmdLineArg(iter->first, iter->second)");
                     allApplied = false;
                     break;
                 }
@@ -326,8 +329,9 @@ bool InternalCoordinator::processCmdLineArg(int switchChar, std::vector<std::str
             // A check inside the switch would only leave the switch: each case asks this and breaks.
             auto argumentsAre = [&switchArgs](size_t count, bool numeric) {
                 if (switchArgs.size() == count && (!numeric || Utils::isNumeric(switchArgs[0]))) return true;
-                LOG_ERROR(Utils::stringWithFormat("SANITY_CHECK failed: 'switchArgs.size() == %zu%s' evaluates to false",
-                                                  count, numeric ? " && Utils::isNumeric(switchArgs[0])" : ""));
+                LOG_CHECK_FAILED("SANITY_CHECK", Utils::stringWithFormat(
+                                                     "switchArgs.size() == %zu%s", count,
+                                                     numeric ? " && Utils::isNumeric(switchArgs[0])" : ""));
                 return false;
             };
             bool success = true;
@@ -397,7 +401,8 @@ bool InternalCoordinator::processCmdLineArg(int switchChar, std::vector<std::str
                     break;
                 case 't': {
                     if (!(argumentsValid = argumentsAre(1, false))) break;
-                    char answer = switchArgs[0].empty() ? 0 : static_cast<char>(std::tolower(switchArgs[0][0]));
+                    char answer =
+                        switchArgs[0].empty() ? 0 : static_cast<char>(std::tolower(switchArgs[0][0]));
                     if (answer == 'y') {
                         fIsRunTests = true;
                         LOG_NOTE("startup tests: on");
@@ -427,7 +432,7 @@ bool InternalCoordinator::processCmdLineArg(int switchChar, std::vector<std::str
             }
             if (!argumentsValid) break;
             if (!success) {
-                LOG_ERROR("SANITY_CHECK failed: 'success' evaluates to false");
+                LOG_CHECK_FAILED("SANITY_CHECK", "success");
                 std::fputs(kUsage, stderr);
                 break;
             }

@@ -5,9 +5,9 @@
 #include "QfnCoordinator/InternalCoordinator.h"
 #include "QfnLogger/Check.h"
 #include "QfnLogger/Log.h"
-#include "QfnParser/OMAccessor.h"
-#include "QfnParser/OMScope.h"
-#include "QfnParser/OMStored.h"
+#include "QfnParser/model/OMScope.h"
+#include "QfnParser/model/OMStored.h"
+#include "QfnParser/query/OMAccessor.h"
 #include "QfnUtils/Dirs.h"
 #include "QfnUtils/Utils.h"
 
@@ -22,7 +22,8 @@ bool makeCoordinatorFolder(std::string& folderPath, const char* name)
     try {
         do {
             // Built again on each call: the user data folder can change while a process starts up.
-            folderPath = Dirs::getUserDataPath() + "net.quillfern" + Dirs::kSeparator + name + Dirs::kSeparator;
+            folderPath =
+                Dirs::getUserDataPath() + "net.quillfern" + Dirs::kSeparator + name + Dirs::kSeparator;
             if (!Dirs::dirExists(folderPath)) {
                 SANITY_CHECK(Dirs::mkDir(folderPath, DirRecurse::RECURSE));
                 SANITY_CHECK(Dirs::dirExists(folderPath));
@@ -68,10 +69,13 @@ std::shared_ptr<OMStored> InternalCoordinator::buildSysInfo()
             SANITY_CHECK(info.set("defaultEngine", fDefaultEngine));
             SANITY_CHECK(info.set("delayQuitMicroseconds", fDelayQuitMicroseconds));
             SANITY_CHECK(info.set("eventLoopMicroseconds", fEventLoopMicroseconds));
-            SANITY_CHECK(info.set("quitReflectorEventLoopForTestsMicroseconds", fQuitReflectorEventLoopForTestsMicroseconds));
+            SANITY_CHECK(info.set("quitReflectorEventLoopForTestsMicroseconds",
+                                  fQuitReflectorEventLoopForTestsMicroseconds));
             SANITY_CHECK(info.set("eventLoopSleepMicroseconds", fEventLoopSleepMicroseconds));
-            SANITY_CHECK(info.set("interCoordinatorPipeWaitTimeMicroseconds", fInterCoordinatorPipeWaitTimeMicroseconds));
-            SANITY_CHECK(info.set("interCoordinatorTestTimeMicroseconds", fInterCoordinatorTestTimeMicroseconds));
+            SANITY_CHECK(info.set("interCoordinatorPipeWaitTimeMicroseconds",
+                                  fInterCoordinatorPipeWaitTimeMicroseconds));
+            SANITY_CHECK(
+                info.set("interCoordinatorTestTimeMicroseconds", fInterCoordinatorTestTimeMicroseconds));
             SANITY_CHECK(info.set("maxWaitMessageDropMicroseconds", fMaxWaitMessageDropMicroseconds));
             SANITY_CHECK(info.set("maxWaitPipeReappearMicroseconds", fMaxWaitPipeReappearMicroseconds));
             SANITY_CHECK(info.set("remoteTimeoutMicroseconds", fRemoteTimeoutMicroseconds));
@@ -80,7 +84,8 @@ std::shared_ptr<OMStored> InternalCoordinator::buildSysInfo()
             SANITY_CHECK(info.set("killStalledPipeMicroseconds", fKillStalledPipeMicroseconds));
             SANITY_CHECK(info.set("defaultTimeoutMicroseconds", fDefaultTimeoutMicroseconds));
             SANITY_CHECK(info.set("testTimeoutMicroseconds", fTestTimeoutMicroseconds));
-            SANITY_CHECK(info.set("internalCoordinatorTimesliceMicroseconds", fInternalCoordinatorTimesliceMicroseconds));
+            SANITY_CHECK(info.set("internalCoordinatorTimesliceMicroseconds",
+                                  fInternalCoordinatorTimesliceMicroseconds));
             SANITY_CHECK(info.set("coordinatorName", fCoordinatorName));
             SANITY_CHECK(info.set("APP_DIR", Dirs::getAppDirPath()));
             SANITY_CHECK(info.set("APP_PATH", Dirs::getAppPath()));
@@ -119,7 +124,8 @@ std::shared_ptr<OMStored> InternalCoordinator::buildSysInfo()
     return retVal;
 }
 
-bool InternalCoordinator::setDataRequestCallBack(const std::shared_ptr<OMScope>& scope, const std::string& callBackID,
+bool InternalCoordinator::setDataRequestCallBack(const std::shared_ptr<OMScope>& scope,
+                                                 const std::string& callBackID,
                                                  const std::shared_ptr<OMStored>& callBackFunction,
                                                  const std::string& name)
 {

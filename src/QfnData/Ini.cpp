@@ -3,7 +3,6 @@
 #include <set>
 #include <utility>
 
-#include "QfnCoordinator/InternalCoordinator.h"
 #include "QfnLogger/Check.h"
 #include "QfnUtils/Utils.h"
 
@@ -78,10 +77,12 @@ std::string withoutSuffix(const std::string& key, const std::string& suffix)
 
 const std::string& nodeIniSuffix()
 {
-    return InternalCoordinator::getQuillfernNodeIniSuffix();
+    return Ini::getNodeIniSuffix();
 }
 
 }  // namespace
+
+std::string Ini::fNodeIniSuffix;
 
 std::shared_ptr<Ini> Ini::factory()
 {

@@ -28,6 +28,9 @@ public:
 
     // An empty Ini.
     static std::shared_ptr<Ini> factory();
+    // "." and the node name, or empty: picks the per-node variants of entries. The coordinator sets it.
+    static const std::string& getNodeIniSuffix() { return fNodeIniSuffix; }
+    static void setNodeIniSuffix(const std::string& suffix) { fNodeIniSuffix = suffix; }
     // An Ini holding the parsed text.
     static std::shared_ptr<Ini> factory(const std::string& iniStr);
 
@@ -121,6 +124,7 @@ public:
     virtual bool operator==(const Ini& other) const;
 
 private:
+    static std::string fNodeIniSuffix;
     using Section = std::map<std::string, IniEntry>;
 
     // The entry the lookups find: node variant, platform variant, plain key, then the parent's.

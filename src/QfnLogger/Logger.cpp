@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <ctime>
 
+#include "QfnLogger/Check.h"
 #include "QfnLogger/Log.h"
 
 namespace Qfn {
@@ -51,7 +52,10 @@ ILogger* Logger::instance()
     return gLoggerInstance;
 }
 
-Logger::~Logger() { gLoggerInstance = nullptr; }
+Logger::~Logger()
+{
+    gLoggerInstance = nullptr;
+}
 
 std::string Logger::timeStamp()
 {
@@ -103,7 +107,8 @@ void Logger::releaseHeldLines(bool write)
 
 void Logger::writeLine(const std::string& line)
 {
-    for (LogListener listener : fLogListeners) listener(line);
+    for (LogListener listener : fLogListeners)
+        listener(line);
     bool opened = false;
     FILE* out = openOutput(fLogFile, opened);
     if (!out) return;
@@ -154,12 +159,14 @@ void Logger::setIsLogEntryExit(bool value)
 
 void Logger::setIsLogTiming(bool value)
 {
-    if (value) logWarning(__FILE__, __LINE__, __PRETTY_FUNCTION__, "EXPECTED failed: '! isLogTiming' evaluates to false");
+    if (value)
+        logWarning(__FILE__, __LINE__, __PRETTY_FUNCTION__,
+                   QFN_CHECK_TEXT("EXPECTED", "! isLogTiming").c_str());
     fIsLogTiming = value;
 }
 
-void Logger::logTiming(const char* file, uint32_t line, const char* function, const char* label, int32_t first,
-                       int32_t second)
+void Logger::logTiming(const char* file, uint32_t line, const char* function, const char* label,
+                       int32_t first, int32_t second)
 {
     if (fIsLogTiming) logTimingLine(file, line, function, label, first, second);
 }

@@ -2,6 +2,7 @@
 
 namespace Qfn {
 class Task;
+class ITaskHost;
 class MainTaskTimesliceTask;
 struct OMFunctionState;
 class InputStream;

@@ -3,14 +3,46 @@
 #include <chrono>
 #include <thread>
 
-#include "QfnCoordinator/InternalCoordinator.h"
 #include "QfnLogger/Check.h"
-#include "QfnParser/IOStreamPrompted.h"
-#include "QfnParser/OMStored.h"
+#include "QfnTask/ITaskHost.h"
 #include "QfnTask/OMFunctionState.h"
 #include "QfnUtils/Clock.h"
 
 namespace Qfn {
+
+namespace {
+
+// Without a host, tasks keep the coordinator's default pacing.
+constexpr int64_t kDefaultTimeoutMicroseconds = 10000000;
+constexpr int64_t kDefaultEventLoopMicroseconds = 10000;
+constexpr int64_t kDefaultEventLoopSleepMicroseconds = 1000;
+constexpr int64_t kDefaultTimesliceMicroseconds = 10000;
+
+int64_t hostDefaultTimeoutMicroseconds()
+{
+    ITaskHost* host = Task::getHost();
+    return host ? host->getDefaultTimeoutMicroseconds() : kDefaultTimeoutMicroseconds;
+}
+
+int64_t hostEventLoopMicroseconds()
+{
+    ITaskHost* host = Task::getHost();
+    return host ? host->getEventLoopMicroseconds() : kDefaultEventLoopMicroseconds;
+}
+
+int64_t hostEventLoopSleepMicroseconds()
+{
+    ITaskHost* host = Task::getHost();
+    return host ? host->getEventLoopSleepMicroseconds() : kDefaultEventLoopSleepMicroseconds;
+}
+
+int64_t hostTimesliceMicroseconds()
+{
+    ITaskHost* host = Task::getHost();
+    return host ? host->getTimesliceMicroseconds() : kDefaultTimesliceMicroseconds;
+}
+
+}  // namespace
 
 std::unordered_map<uint64_t, std::shared_ptr<Task>> Task::fTasksById;
 std::unordered_map<std::string, uint64_t> Task::fTaskIdsByName;
@@ -75,14 +107,12 @@ bool Task::runTimeslice_(int64_t availableMicroseconds)
     try {
         do {
             SANITY_CHECK(!fIsTaskCompleted);
-            std::shared_ptr<InternalCoordinator> internalCoordinator;
-            ASSIGN(internalCoordinator,
-                   std::dynamic_pointer_cast<Qfn::InternalCoordinator>(Qfn::InternalCoordinator::factory()));
+            SANITY_CHECK(!fHost || fHost->isAvailable());
             int64_t now = Clock::nowNanoseconds();
             if (!fIsTimesliceEntered) {
                 int64_t timeout = fTimeoutMicroseconds;
                 if (timeout != kRunToCompletion && timeout < 0) {
-                    timeout = InternalCoordinator::getDefaultTimeoutMicroseconds();
+                    timeout = hostDefaultTimeoutMicroseconds();
                 }
                 fTimeoutDeadline = timeout < 0 ? kNoDeadline : now + timeout * 1000;
             }
@@ -124,8 +154,7 @@ bool Task::runOneLoopStep(int64_t availableMicroseconds)
     if (availableMicroseconds == kRunToCompletion) runChildrenFromInside();
     if (isReached(fTimeoutDeadline, Clock::nowNanoseconds())) fIsTimedOut = true;
     if (fIsSleepRequested) {
-        std::this_thread::sleep_for(
-            std::chrono::microseconds(InternalCoordinator::getEventLoopSleepMicroseconds()));
+        std::this_thread::sleep_for(std::chrono::microseconds(hostEventLoopSleepMicroseconds()));
         fIsSleepRequested = false;
     }
     bool idle = isIdle();
@@ -145,7 +174,7 @@ bool Task::runOneLoopStep(int64_t availableMicroseconds)
 // scheduler had nothing to run.
 void Task::runChildrenFromInside()
 {
-    int64_t budget = InternalCoordinator::getInternalCoordinatorTimesliceMicroseconds();
+    int64_t budget = hostTimesliceMicroseconds();
     if (runActiveTasks(budget) || fChildTasks.empty()) return;
     size_t childCount = fChildTasks.size();
     int64_t share = budget / static_cast<int64_t>(childCount);
@@ -216,8 +245,7 @@ std::shared_ptr<InputStream> Task::getInputStream()
             }
             if (auto parent = getParentTask()) retVal = parent->getInputStream();
             if (retVal) break;
-            fInputStream = IOStreamPrompted::factory(InternalCoordinator::inputStreamFactory(),
-                                                     InternalCoordinator::outputStreamFactory());
+            if (fHost) fInputStream = fHost->makeDefaultInputStream();
             retVal = fInputStream;
         } while (false);
     } catch (std::exception& e) {
@@ -231,11 +259,11 @@ std::shared_ptr<OutputStream> Task::getOutputStream()
     std::shared_ptr<OutputStream> retVal;
     try {
         do {
-            for (std::shared_ptr<Task> task = shared_from_this(); task && !retVal; task = task->getParentTask()) {
-                if (auto prompted = std::dynamic_pointer_cast<IOStreamPrompted>(task->fInputStream))
-                    retVal = prompted->getOutputStream();
+            for (std::shared_ptr<Task> task = shared_from_this(); task && !retVal;
+                 task = task->getParentTask()) {
+                if (fHost && task->fInputStream) retVal = fHost->getPromptedOutputStream(task->fInputStream);
             }
-            if (!retVal) retVal = InternalCoordinator::outputStreamFactory();
+            if (!retVal && fHost) retVal = fHost->getDefaultOutputStream();
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);
@@ -249,7 +277,7 @@ std::shared_ptr<IOMNode> Task::getRetValNode()
     try {
         do {
             // A task's result is always readable as a node; a bare bool result is not stored.
-            retVal = fRetValNode ? fRetValNode : std::shared_ptr<IOMNode>(OMStored::factory(fRetValBool));
+            retVal = fRetValNode ? fRetValNode : fHost ? fHost->makeBoolNode(fRetValBool) : nullptr;
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);
@@ -272,7 +300,7 @@ bool Task::handleCompletion()
             while (!fChildTasks.empty()) {
                 std::shared_ptr<Task> childTask = fChildTasks.begin()->second;
                 if (!childTask) {
-                    LOG_ERROR("SANITY_CHECK failed: 'childTask' evaluates to false");
+                    LOG_CHECK_FAILED("SANITY_CHECK", "childTask");
                     fChildTasks.erase(fChildTasks.begin());
                     continue;
                 }
@@ -436,7 +464,7 @@ bool Task::usesAsyncIO()
                 LOG_ERROR("unexpected fInteractionLevel");
                 break;
             }
-            if (std::dynamic_pointer_cast<IOStreamPrompted>(fInputStream)) {
+            if (fHost && fInputStream && fHost->getPromptedOutputStream(fInputStream)) {
                 retVal = true;
                 break;
             }
@@ -581,9 +609,8 @@ bool Task::runActiveTasks(int64_t& availableMicroseconds)
             }
             SANITY_CHECK(availableMicroseconds >= 0);
             ++fRunActiveTasksNestLevel;
-            int64_t cutoff =
-                Clock::nowNanoseconds() - 1000 * (InternalCoordinator::getEventLoopMicroseconds() +
-                                                  InternalCoordinator::getEventLoopSleepMicroseconds());
+            int64_t cutoff = Clock::nowNanoseconds() -
+                             1000 * (hostEventLoopMicroseconds() + hostEventLoopSleepMicroseconds());
             size_t count = fActiveTasks.size();
             int64_t share = availableMicroseconds / static_cast<int64_t>(count);
             int64_t carry = 0;

@@ -96,6 +96,9 @@ public:
     size_t getFunctionStateCount() const { return fFunctionStates.size(); }
     AsyncIOType getInteractionLevel() const { return fInteractionLevel; }
 
+    // The program around the tasks; it stays installed for the life of the process.
+    static void setHost(ITaskHost* host) { fHost = host; }
+    static ITaskHost* getHost() { return fHost; }
     static bool registerTask(const std::shared_ptr<Task>& task);
     static bool deregisterTask(uint64_t id);
     static std::shared_ptr<Task> getTaskById(uint64_t id);
@@ -161,6 +164,7 @@ private:
     bool runOneLoopStep(int64_t availableMicroseconds);
     void runChildrenFromInside();
 
+    static constinit inline ITaskHost* fHost = nullptr;
     static std::unordered_map<uint64_t, std::shared_ptr<Task>> fTasksById;
     static std::unordered_map<std::string, uint64_t> fTaskIdsByName;
     static std::map<std::string, std::vector<std::shared_ptr<Task>>> fTaskQueues;

@@ -11,7 +11,6 @@
 #include <cstdlib>
 #include <memory>
 
-#include "QfnData/Ini.h"
 #include "QfnLogger/Check.h"
 #include "QfnUtils/ChildProcesses.h"
 #include "QfnUtils/Utils.h"
@@ -632,42 +631,6 @@ bool Dirs::writeFile(const std::string& path, const std::string& contents, bool 
             const bool closed = std::fclose(file.release()) == 0;
             VERIFY(written == contents.size());
             VERIFY(closed);
-            retVal = true;
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
-    return retVal;
-}
-
-std::shared_ptr<Ini> Dirs::readIni(const std::string& iniFilePath)
-{
-    std::shared_ptr<Ini> retVal;
-    try {
-        do {
-            std::string text;
-            if (!fileExists(iniFilePath) || !slurpFile(iniFilePath, text) || text.empty()) {
-                LOG_ERROR(Utils::stringWithFormat("iniFilePath does not exist or is empty: %s",
-                                                  iniFilePath.c_str()));
-                break;
-            }
-            retVal = Ini::factory(text);
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
-    return retVal;
-}
-
-bool Dirs::writeIni(const std::string& iniFilePath, const Ini& ini)
-{
-    bool retVal = false;
-    try {
-        do {
-            // clang-format off
-            SANITY_CHECK(! Dirs::exists(iniFilePath) || Dirs::fileExists(iniFilePath));
-            // clang-format on
-            SANITY_CHECK(writeFile(iniFilePath, ini.toString()));
             retVal = true;
         } while (false);
     } catch (std::exception& e) {

@@ -5,11 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "QfnData/Forward.h"
 #include "QfnUtils/DirRecurse.h"
 #include "QfnUtils/TrailingPathCharHandling.h"
 
 namespace Qfn {
+
+class Ini;
 
 // Static path and folder operations. Paths are UTF-8 strings. The path-string functions are pure
 // string work and take the separator as an argument: '/' or '\\', or 0 for the one the path shows
@@ -90,6 +91,7 @@ public:
     static std::string slurpStdIn();
     // Replaces the file (or appends to it); false when it cannot be written completely.
     static bool writeFile(const std::string& path, const std::string& contents, bool append = false);
+    // The ini operations are defined in QfnData/DirsIni.cpp, with Ini.
     // The file parsed into an Ini; an empty pointer (and a log line) when it is missing or empty.
     static std::shared_ptr<Ini> readIni(const std::string& iniFilePath);
     // Writes the Ini's canonical text over the file; false when the path is something else than a file.

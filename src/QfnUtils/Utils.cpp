@@ -841,7 +841,7 @@ bool Utils::convertFromOMDate(const int64_t& date, int& year, int& month, int& d
             std::tm tm{};
             if (!::gmtime_r(&time, &tm)) {
                 // the same line on every platform, whichever call converts
-                LOG_ERROR("SANITY_CHECK failed: '0 == ::gmtime_s(&tm, &date)' evaluates to false");
+                LOG_CHECK_FAILED("SANITY_CHECK", "0 == ::gmtime_s(&tm, &date)");
                 break;
             }
             year = tm.tm_year + 1900;

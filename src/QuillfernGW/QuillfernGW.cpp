@@ -6,8 +6,8 @@
 #include "QfnCoordinator/InternalCoordinator.h"
 #include "QfnLogger/Check.h"
 #include "QfnObject/Object.h"
-#include "QfnParser/OMScope.h"
-#include "QfnParser/OpenedFile.h"
+#include "QfnParser/model/OMScope.h"
+#include "QfnParser/streams/OpenedFile.h"
 #include "QfnTask/Task.h"
 #include "QfnUtils/Pipes.h"
 #include "QfnUtils/Signals.h"
@@ -35,7 +35,8 @@ bool runServerLoopPasses(const std::shared_ptr<InternalCoordinator>& internalCoo
         if (!internalCoordinator->runEventLoop(InternalCoordinator::getEventLoopMicroseconds())) {
             LOG_ERROR(
                 "SANITY_CHECK failed: "
-                "'internalCoordinator->runEventLoop(InternalCoordinator::getEventLoopMicroseconds())' evaluates "
+                "'internalCoordinator->runEventLoop(InternalCoordinator::getEventLoopMicroseconds())' "
+                "evaluates "
                 "to false");
             break;
         }
@@ -45,7 +46,7 @@ bool runServerLoopPasses(const std::shared_ptr<InternalCoordinator>& internalCoo
         for (size_t serverDefinitionIdx = 0; serverDefinitionIdx < gServerDefinitionVector.size();
              ++serverDefinitionIdx) {
             if (!replenishListenerThreads(static_cast<int>(serverDefinitionIdx))) {
-                LOG_ERROR("SANITY_CHECK failed: 'replenishListenerThreads(serverDefinitionIdx)' evaluates to false");
+                LOG_CHECK_FAILED("SANITY_CHECK", "replenishListenerThreads(serverDefinitionIdx)");
                 replenished = false;
                 break;
             }
@@ -94,16 +95,18 @@ int main(int argc, char** argv)
             std::string coordinatorName;
             bool isInitDone = InternalCoordinator::init(argc, argv);
             if (isInitDone) {
-                ASSIGN(internalCoordinator,
-                       std::dynamic_pointer_cast<Qfn::InternalCoordinator>(Qfn::InternalCoordinator::factory()));
+                ASSIGN(internalCoordinator, std::dynamic_pointer_cast<Qfn::InternalCoordinator>(
+                                                Qfn::InternalCoordinator::factory()));
                 Signals::install(InternalCoordinator::getIsIgnoreInterrupt());
                 coordinatorName = InternalCoordinator::getName();
-                if (Log::getLogLevel() >= 3) LOG_NOTE(Utils::stringWithFormat("%s started", coordinatorName.c_str()));
+                if (Log::getLogLevel() >= 3)
+                    LOG_NOTE(Utils::stringWithFormat("%s started", coordinatorName.c_str()));
                 SANITY_CHECK(InternalCoordinator::getCoordinatorScope());
                 EXPECTED(serverLoop());
-                if (Log::getLogLevel() >= 3) LOG_NOTE(Utils::stringWithFormat("%s exiting", coordinatorName.c_str()));
+                if (Log::getLogLevel() >= 3)
+                    LOG_NOTE(Utils::stringWithFormat("%s exiting", coordinatorName.c_str()));
             } else {
-                LOG_ERROR("SANITY_CHECK failed: 'InternalCoordinator::init(argc, argv)' evaluates to false");
+                LOG_CHECK_FAILED("SANITY_CHECK", "InternalCoordinator::init(argc, argv)");
             }
             // A start that failed half-way tears down what it had built, as a normal end does.
             internalCoordinator.reset();

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "QfnTask/MainTaskTimesliceTask.h"
+#include "QfnCoordinator/MainTaskTimesliceTask.h"
 #include "QfnTask/Task.h"
 #include "support/LogCapture.h"
 #include "support/ScopedDataHome.h"

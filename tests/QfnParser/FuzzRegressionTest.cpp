@@ -7,9 +7,9 @@
 #include <fstream>
 #include <sstream>
 
-#include "QfnParser/OMExpression.h"
-#include "QfnParser/OMStored.h"
-#include "QfnTask/ParseTask.h"
+#include "QfnParser/expressions/OMExpression.h"
+#include "QfnParser/model/OMStored.h"
+#include "QfnParser/tasks/script/ParseTask.h"
 #include "QfnTask/Task.h"
 #include "support/LogCapture.h"
 #include "support/ScriptRunner.h"

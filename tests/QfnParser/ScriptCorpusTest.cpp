@@ -6,8 +6,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "QfnParser/OMExpression.h"
-#include "QfnParser/OMStored.h"
+#include "QfnParser/expressions/OMExpression.h"
+#include "QfnParser/model/OMStored.h"
 #include "QfnTask/Task.h"
 #include "support/ScriptRunner.h"
 

@@ -5,11 +5,11 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "QfnParser/IOMNode.h"
-#include "QfnParser/OMExpression.h"
-#include "QfnParser/OMScope.h"
-#include "QfnParser/OMStored.h"
-#include "QfnTask/EvalTask.h"
+#include "QfnParser/model/IOMNode.h"
+#include "QfnParser/expressions/OMExpression.h"
+#include "QfnParser/model/OMScope.h"
+#include "QfnParser/model/OMStored.h"
+#include "QfnParser/tasks/script/EvalTask.h"
 #include "QfnTask/Task.h"
 #include "support/LogCapture.h"
 #include "support/ScopedDataHome.h"

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "QfnCoordinator/InternalCoordinator.h"
-#include "QfnParser/OMStored.h"
+#include "QfnParser/model/OMStored.h"
 #include "QfnTask/OMFunctionState.h"
 #include "QfnTask/Task.h"
 #include "QfnTask/YieldingFrame.h"

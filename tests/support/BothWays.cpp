@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "QfnParser/OMNode.h"
-#include "QfnParser/OMScope.h"
+#include "QfnParser/model/OMNode.h"
+#include "QfnParser/model/OMScope.h"
 #include "QfnTask/Task.h"
 #include "support/LogCapture.h"
 #include "support/ScriptRunner.h"

@@ -1,11 +1,11 @@
 #include "support/ScriptRunner.h"
 
 #include "QfnCoordinator/InternalCoordinator.h"
-#include "QfnParser/IOMNode.h"
-#include "QfnParser/OMScope.h"
-#include "QfnParser/OMStored.h"
-#include "QfnTask/EvalTask.h"
-#include "QfnTask/ParseTask.h"
+#include "QfnParser/model/IOMNode.h"
+#include "QfnParser/model/OMScope.h"
+#include "QfnParser/model/OMStored.h"
+#include "QfnParser/tasks/script/EvalTask.h"
+#include "QfnParser/tasks/script/ParseTask.h"
 
 namespace QfnTest {
 

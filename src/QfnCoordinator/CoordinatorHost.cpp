@@ -1,0 +1,123 @@
+#include "QfnCoordinator/CoordinatorHost.h"
+
+#include "QfnCoordinator/InternalCoordinator.h"
+#include "QfnLogger/Check.h"
+#include "QfnParser/model/OMStored.h"
+#include "QfnParser/streams/IOStreamPrompted.h"
+#include "QfnTask/Task.h"
+
+namespace Qfn {
+
+bool CoordinatorHost::install()
+{
+    static CoordinatorHost host;
+    Task::setHost(&host);
+    IScriptHost::set(&host);
+    return true;
+}
+
+// A task asks on every slice; the first asking makes the coordinator, and none runs once it is gone.
+bool CoordinatorHost::isAvailable()
+{
+    return InternalCoordinator::factory() != nullptr;
+}
+
+int64_t CoordinatorHost::getDefaultTimeoutMicroseconds()
+{
+    return InternalCoordinator::getDefaultTimeoutMicroseconds();
+}
+
+int64_t CoordinatorHost::getEventLoopMicroseconds()
+{
+    return InternalCoordinator::getEventLoopMicroseconds();
+}
+
+int64_t CoordinatorHost::getEventLoopSleepMicroseconds()
+{
+    return InternalCoordinator::getEventLoopSleepMicroseconds();
+}
+
+int64_t CoordinatorHost::getTimesliceMicroseconds()
+{
+    return InternalCoordinator::getInternalCoordinatorTimesliceMicroseconds();
+}
+
+std::shared_ptr<InputStream> CoordinatorHost::makeDefaultInputStream()
+{
+    std::shared_ptr<InputStream> retVal;
+    try {
+        do {
+            ASSIGN(retVal, IOStreamPrompted::factory(InternalCoordinator::inputStreamFactory(),
+                                                     InternalCoordinator::outputStreamFactory()));
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+std::shared_ptr<OutputStream> CoordinatorHost::getDefaultOutputStream()
+{
+    return InternalCoordinator::outputStreamFactory();
+}
+
+std::shared_ptr<OutputStream> CoordinatorHost::getPromptedOutputStream(
+    const std::shared_ptr<InputStream>& stream)
+{
+    auto prompted = std::dynamic_pointer_cast<IOStreamPrompted>(stream);
+    return prompted ? prompted->getOutputStream() : nullptr;
+}
+
+std::shared_ptr<IOMNode> CoordinatorHost::makeBoolNode(bool value)
+{
+    return OMStored::factory(value);
+}
+
+const std::string& CoordinatorHost::getPrompt(int level)
+{
+    return InternalCoordinator::getPrompt(level);
+}
+
+bool CoordinatorHost::isInteractive()
+{
+    return InternalCoordinator::getIsInteractive();
+}
+
+int64_t CoordinatorHost::getConsoleEcho()
+{
+    return InternalCoordinator::getConsoleEcho();
+}
+
+bool CoordinatorHost::isTerminating()
+{
+    return InternalCoordinator::isTerminating();
+}
+
+bool CoordinatorHost::terminate()
+{
+    bool retVal = false;
+    try {
+        do {
+            ASSIGN_TYPED(InternalCoordinator, internalCoordinator, InternalCoordinator::factory());
+            retVal = internalCoordinator->terminate();
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+std::shared_ptr<OMStored> CoordinatorHost::buildSysInfo()
+{
+    return InternalCoordinator::buildSysInfo();
+}
+
+bool CoordinatorHost::setDataRequestCallBack(const std::shared_ptr<OMScope>& scope,
+                                             const std::string& callBackID,
+                                             const std::shared_ptr<OMStored>& callBackFunction,
+                                             const std::string& name)
+{
+    return InternalCoordinator::setDataRequestCallBack(scope, callBackID, callBackFunction, name);
+}
+
+}  // namespace Qfn

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "QfnParser/Forward.h"
+#include "QfnParser/model/AccessType.h"
+#include "QfnTask/Task.h"
+
+namespace Qfn {
+
+class OMAccessor;
+
+// Reads one member by attribute through an accessor.
+class AccessOMNodeReadOnlyByAttrTask : public virtual Task {
+public:
+    static std::shared_ptr<Task> factory(const OMAccessor& accessor, const std::string& attr,
+                                         std::shared_ptr<IOMNode>& node);
+    // Runs to completion, serving the other tasks meanwhile.
+    static bool call(const OMAccessor& accessor, const std::string& attr, std::shared_ptr<IOMNode>& node);
+
+    void timeslice() override;
+
+private:
+    AccessOMNodeReadOnlyByAttrTask(std::shared_ptr<OMAccessor> accessor, const std::string& attr,
+                                   std::shared_ptr<IOMNode>& node);
+
+    std::shared_ptr<OMAccessor> fAccessor;
+    std::string fAttr;
+    // The caller's node: it outlives the task in call().
+    std::shared_ptr<IOMNode>& fNode;
+};
+
+}  // namespace Qfn
