@@ -44,6 +44,7 @@ public:
     static bool defaultConfig();
     static bool parseCommandLineArgs(int argc, char** argv);
     static bool processCmdLineArg(int switchChar, std::vector<std::string>& switchArgs);
+    static void setRunTestsFromAnswer(const std::string& answer);
     static bool registerObjectClasses();
     static bool deregisterObjectClasses();
     static bool registerTests();
@@ -105,6 +106,9 @@ public:
 
     // The configuration stack: config.ini, then the -c file on top of it.
     static bool processConfigStack();
+    static bool registerConfigHostsAndAliases();
+    static bool readConfigCoordinatorName();
+    static bool readConfigSettings();
     static bool setConfigPlaceholders(const std::shared_ptr<Ini>& ini);
     static bool pushConfigFile(const std::string& iniFilePath);
     static std::string getEntryFromConfigStack(const std::string& section, const std::string& key,

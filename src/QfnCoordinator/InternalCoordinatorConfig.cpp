@@ -204,22 +204,50 @@ bool InternalCoordinator::processConfigStack()
             SANITY_CHECK(registerLocalHostName("127.0.0.1"));
             SANITY_CHECK(registerLocalHostName("::1"));
             SANITY_CHECK(registerLocalHostName("localhost"));
-            bool registered = true;
-            for (const std::shared_ptr<Ini>& ini : fConfigStack) {
-                for (const std::string& alias : ini->getEntryNames("urlMap"))
-                    registered =
-                        registerUrlAlias(alias, ini->getResolvedEntry("urlMap", alias, "")) && registered;
-                for (const std::string& alias : ini->getEntryNames("coordinatorMap"))
-                    registered =
-                        registerCoordinatorAlias(alias, ini->getResolvedEntry("coordinatorMap", alias, "")) &&
-                        registered;
-                for (const std::string& host : ini->getEntryNames("hosts"))
-                    registered =
-                        registerHostName(host, ini->getResolvedEntry("hosts", host, "")) && registered;
-            }
-            SANITY_CHECK(registered);
-
+            SANITY_CHECK(registerConfigHostsAndAliases());
             // The name first: the full-name sections of every later key depend on it.
+            SANITY_CHECK(readConfigCoordinatorName());
+            SANITY_CHECK(
+                setDefaultEngine(getEntryFromConfigStack("config", "defaultEngine", fDefaultEngine)));
+            SANITY_CHECK(readConfigSettings());
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+// The urlMap, coordinatorMap and hosts sections of every file of the stack; false when one entry
+// could not be registered (the others are).
+bool InternalCoordinator::registerConfigHostsAndAliases()
+{
+    bool retVal = false;
+    try {
+        bool registered = true;
+        for (const std::shared_ptr<Ini>& ini : fConfigStack) {
+            for (const std::string& alias : ini->getEntryNames("urlMap"))
+                registered =
+                    registerUrlAlias(alias, ini->getResolvedEntry("urlMap", alias, "")) && registered;
+            for (const std::string& alias : ini->getEntryNames("coordinatorMap"))
+                registered =
+                    registerCoordinatorAlias(alias, ini->getResolvedEntry("coordinatorMap", alias, "")) &&
+                    registered;
+            for (const std::string& host : ini->getEntryNames("hosts"))
+                registered = registerHostName(host, ini->getResolvedEntry("hosts", host, "")) && registered;
+        }
+        retVal = registered;
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool InternalCoordinator::readConfigCoordinatorName()
+{
+    bool retVal = false;
+    try {
+        do {
             std::string name = getEntryFromConfigStack("config", "coordinatorName", fCoordinatorName);
             if (!name.empty()) fCoordinatorName = fullCoordinatorName(name);
             std::string shortName =
@@ -229,9 +257,20 @@ bool InternalCoordinator::processConfigStack()
                 fCoordinatorName = fullCoordinatorName(shortName);
             }
             fIsMainCoordinator = 0;
-            SANITY_CHECK(
-                setDefaultEngine(getEntryFromConfigStack("config", "defaultEngine", fDefaultEngine)));
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
 
+// The keys of the config section, over the defaults and the switches; the logs they name open here.
+bool InternalCoordinator::readConfigSettings()
+{
+    bool retVal = false;
+    try {
+        do {
             auto readInt = [](const char* key, int64_t& value) {
                 value = Utils::toOMInt(getEntryFromConfigStack("config", key, std::to_string(value)));
             };

@@ -265,9 +265,9 @@ bool InternalCoordinator::parseCommandLineArgs(int argc, char** argv)
                 auto coordinatorNameIter = switches.find(nameSwitch);
                 if (coordinatorNameIter == switches.end()) continue;
                 if (!processCmdLineArg(nameSwitch, coordinatorNameIter->second)) {
-                    LOG_CHECK_FAILED("VERIFY",
-                                     Utils::stringWithFormat(
-                                         "processCmdLineArg('%c', coordinatorNameIter->second)", nameSwitch));
+                    LOG_ERROR(Utils::stringWithFormat(
+                        QFN_CHECK_TEXT("VERIFY", "processCmdLineArg('%c', coordinatorNameIter->second)"),
+                        nameSwitch));
                     nameApplied = false;
                     break;
                 }
@@ -323,125 +323,87 @@ bool InternalCoordinator::parseCommandLineArgs(int argc, char** argv)
 
 bool InternalCoordinator::processCmdLineArg(int switchChar, std::vector<std::string>& switchArgs)
 {
+    // Each switch: how many arguments it takes, whether its one argument is a number, and what it sets.
+    struct SwitchRule {
+        char switchChar;
+        size_t argumentCount;
+        bool isNumeric;
+        void (*apply)(const std::vector<std::string>& args);
+    };
+    static const SwitchRule kSwitchRules[] = {
+        {'D', 1, false, [](const auto& args) { fCallBackID = args[0]; }},
+        {'F', 1, false, [](const auto& args) { fStartupScriptFilePath = Dirs::fullPath(args[0]); }},
+        {'I', 0, false, [](const auto&) { fReadStdIn = true; }},
+        {'N', 1, false, [](const auto& args) { fCoordinatorShortName = args[0]; }},
+        {'P', 1, false, [](const auto& args) { fPromptContinuation = args[0]; }},
+        {'d', 0, false, [](const auto&) { fIsReportSessionData = true; }},
+        {'e', 1, true,
+         [](const auto& args) {
+             fConsoleEcho = Utils::toOMInt(args[0]);
+             if (fConsoleEcho > 3) fConsoleEcho = 0;
+         }},
+        {'f', 1, false,
+         [](const auto& args) { fScriptFilePath = args[0] == "-" ? args[0] : Dirs::fullPath(args[0]); }},
+        {'i', 0, false, [](const auto&) { fIsInteractive = true; }},
+        {'n', 1, false,
+         [](const auto& args) {
+             fCoordinatorName = args[0];
+             fIsMainCoordinator = 0;
+         }},
+        {'o', 1, true, [](const auto& args) { fRemoteTimeoutMicroseconds = Utils::toOMInt(args[0]) * 1000; }},
+        {'p', 1, false, [](const auto& args) { fPrompt = args[0]; }},
+        {'q', 1, false, [](const auto& args) { fDataRequestData = args[0]; }},
+        {'r', 1, false, [](const auto& args) { fRemoteCoordinatorURL = args[0]; }},
+        {'s', 0, false, [](const auto&) { fIsServer = true; }},
+        {'t', 1, false, [](const auto& args) { setRunTestsFromAnswer(args[0]); }},
+        {'v', 0, false,
+         [](const auto&) {
+             std::printf("%sb%d\n", kVersion, kBuildNumber);
+             std::fflush(stdout);
+             fIsTerminating = true;
+         }},
+        {'w', 1, true, [](const auto& args) { fDelayQuitMicroseconds = Utils::toOMInt(args[0]) * 1000; }},
+        {'z', 0, false, [](const auto&) { fIsIgnoreInterrupt = true; }},
+    };
+
     bool retVal = false;
     try {
         do {
-            // A check inside the switch would only leave the switch: each case asks this and breaks.
-            auto argumentsAre = [&switchArgs](size_t count, bool numeric) {
-                if (switchArgs.size() == count && (!numeric || Utils::isNumeric(switchArgs[0]))) return true;
-                LOG_CHECK_FAILED("SANITY_CHECK", Utils::stringWithFormat(
-                                                     "switchArgs.size() == %zu%s", count,
-                                                     numeric ? " && Utils::isNumeric(switchArgs[0])" : ""));
-                return false;
-            };
-            bool success = true;
-            bool argumentsValid = true;
-            switch (switchChar) {
-                case 'D':
-                    if (!(argumentsValid = argumentsAre(1, false))) break;
-                    fCallBackID = switchArgs[0];
-                    break;
-                case 'F':
-                    if (!(argumentsValid = argumentsAre(1, false))) break;
-                    fStartupScriptFilePath = Dirs::fullPath(switchArgs[0]);
-                    break;
-                case 'I':
-                    if (!(argumentsValid = argumentsAre(0, false))) break;
-                    fReadStdIn = true;
-                    break;
-                case 'N':
-                    if (!(argumentsValid = argumentsAre(1, false))) break;
-                    fCoordinatorShortName = switchArgs[0];
-                    break;
-                case 'P':
-                    if (!(argumentsValid = argumentsAre(1, false))) break;
-                    fPromptContinuation = switchArgs[0];
-                    break;
-                case 'd':
-                    if (!(argumentsValid = argumentsAre(0, false))) break;
-                    fIsReportSessionData = true;
-                    break;
-                case 'e':
-                    if (!(argumentsValid = argumentsAre(1, true))) break;
-                    fConsoleEcho = Utils::toOMInt(switchArgs[0]);
-                    if (fConsoleEcho > 3) fConsoleEcho = 0;
-                    break;
-                case 'f':
-                    if (!(argumentsValid = argumentsAre(1, false))) break;
-                    fScriptFilePath = switchArgs[0] == "-" ? switchArgs[0] : Dirs::fullPath(switchArgs[0]);
-                    break;
-                case 'i':
-                    if (!(argumentsValid = argumentsAre(0, false))) break;
-                    fIsInteractive = true;
-                    break;
-                case 'n':
-                    if (!(argumentsValid = argumentsAre(1, false))) break;
-                    fCoordinatorName = switchArgs[0];
-                    fIsMainCoordinator = 0;
-                    break;
-                case 'o':
-                    if (!(argumentsValid = argumentsAre(1, true))) break;
-                    fRemoteTimeoutMicroseconds = Utils::toOMInt(switchArgs[0]) * 1000;
-                    break;
-                case 'p':
-                    if (!(argumentsValid = argumentsAre(1, false))) break;
-                    fPrompt = switchArgs[0];
-                    break;
-                case 'q':
-                    if (!(argumentsValid = argumentsAre(1, false))) break;
-                    fDataRequestData = switchArgs[0];
-                    break;
-                case 'r':
-                    if (!(argumentsValid = argumentsAre(1, false))) break;
-                    fRemoteCoordinatorURL = switchArgs[0];
-                    break;
-                case 's':
-                    if (!(argumentsValid = argumentsAre(0, false))) break;
-                    fIsServer = true;
-                    break;
-                case 't': {
-                    if (!(argumentsValid = argumentsAre(1, false))) break;
-                    char answer =
-                        switchArgs[0].empty() ? 0 : static_cast<char>(std::tolower(switchArgs[0][0]));
-                    if (answer == 'y') {
-                        fIsRunTests = true;
-                        LOG_NOTE("startup tests: on");
-                    } else if (answer == 'n') {
-                        fIsRunTests = false;
-                        LOG_NOTE("startup tests: off");
-                    }
-                    break;
-                }
-                case 'v':
-                    if (!(argumentsValid = argumentsAre(0, false))) break;
-                    std::printf("%sb%d\n", kVersion, kBuildNumber);
-                    std::fflush(stdout);
-                    fIsTerminating = true;
-                    break;
-                case 'w':
-                    if (!(argumentsValid = argumentsAre(1, true))) break;
-                    fDelayQuitMicroseconds = Utils::toOMInt(switchArgs[0]) * 1000;
-                    break;
-                case 'z':
-                    if (!(argumentsValid = argumentsAre(0, false))) break;
-                    fIsIgnoreInterrupt = true;
-                    break;
-                default:
-                    success = false;
-                    break;
-            }
-            if (!argumentsValid) break;
-            if (!success) {
+            const SwitchRule* rule = nullptr;
+            for (const SwitchRule& candidate : kSwitchRules)
+                if (candidate.switchChar == switchChar) rule = &candidate;
+            if (!rule) {
                 LOG_CHECK_FAILED("SANITY_CHECK", "success");
                 std::fputs(kUsage, stderr);
                 break;
             }
+            if (switchArgs.size() != rule->argumentCount ||
+                (rule->isNumeric && !Utils::isNumeric(switchArgs[0]))) {
+                LOG_ERROR(Utils::stringWithFormat(
+                    QFN_CHECK_TEXT("SANITY_CHECK", "switchArgs.size() == %zu%s"), rule->argumentCount,
+                    rule->isNumeric ? " && Utils::isNumeric(switchArgs[0])" : ""));
+                break;
+            }
+            rule->apply(switchArgs);
             retVal = true;
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);
     }
     return retVal;
+}
+
+// -t y turns the start-up tests on, -t n off; any other answer leaves them as they are.
+void InternalCoordinator::setRunTestsFromAnswer(const std::string& answer)
+{
+    const char first = answer.empty() ? 0 : static_cast<char>(std::tolower(answer[0]));
+    if (first == 'y') {
+        fIsRunTests = true;
+        LOG_NOTE("startup tests: on");
+    } else if (first == 'n') {
+        fIsRunTests = false;
+        LOG_NOTE("startup tests: off");
+    }
 }
 
 }  // namespace Qfn

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <string>
 
 #include "QfnLogger/Log.h"
 
@@ -22,9 +21,10 @@
 // The handler's line for an exception caught at function level.
 #define LOG_THROWS(EXC) LOG_ERROR(::Qfn::Log::throwsText((EXC).what()))
 
-// The words of every failed check: the macros below use them, and so does a line that names a check
-// whose source text is not the expression tested there.
-#define QFN_CHECK_TEXT(KIND, SOURCE) (std::string(KIND " failed: '") + (SOURCE) + "' evaluates to false")
+// The words of every failed check, joined at compile time from string literals: the macros below
+// use them, and so does a line that names a check whose source text is not the expression tested
+// there (a format string may stand for SOURCE).
+#define QFN_CHECK_TEXT(KIND, SOURCE) KIND " failed: '" SOURCE "' evaluates to false"
 #define LOG_CHECK_FAILED(KIND, SOURCE) LOG_ERROR(QFN_CHECK_TEXT(KIND, SOURCE))
 
 #define SANITY_CHECK(...)                               \

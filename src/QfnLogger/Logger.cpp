@@ -160,8 +160,7 @@ void Logger::setIsLogEntryExit(bool value)
 void Logger::setIsLogTiming(bool value)
 {
     if (value)
-        logWarning(__FILE__, __LINE__, __PRETTY_FUNCTION__,
-                   QFN_CHECK_TEXT("EXPECTED", "! isLogTiming").c_str());
+        logWarning(__FILE__, __LINE__, __PRETTY_FUNCTION__, QFN_CHECK_TEXT("EXPECTED", "! isLogTiming"));
     fIsLogTiming = value;
 }
 

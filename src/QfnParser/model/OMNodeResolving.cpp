@@ -50,6 +50,61 @@ bool containerAtOnce(const std::shared_ptr<IOMNode>& node, const std::shared_ptr
     return true;
 }
 
+// The record of a resumable resolution: a container literal being rebuilt member by member, a
+// function being bound to its name, or an expression being evaluated.
+struct ResolutionState : virtual OMFunctionState {
+    std::shared_ptr<OMStored> container;
+    std::shared_ptr<IOMNodeIterator> iter;
+    std::shared_ptr<IOMNode> member;
+    std::shared_ptr<IOMNode> resolved;
+    std::shared_ptr<IOMNode> stored;
+    std::string key;
+    std::shared_ptr<OMExpression> expression;
+};
+
+enum : unsigned {
+    NEXT_ELEMENT = 1,
+    RESOLVE_ELEMENT,
+    NEXT_MEMBER,
+    RESOLVE_MEMBER,
+    STORE_MEMBER,
+    BIND_FUNCTION,
+    EVAL_EXPRESSION,
+    GET_EXPRESSION,
+};
+
+// The first state of a resolution, by the type of the node; kFinished when the node stands for
+// itself (retVal holds it then) or cannot be resolved (retVal is empty).
+unsigned startResolution(ResolutionState& s, std::shared_ptr<IOMNode>& retVal, AccessType accessType,
+                         const IOMNode& node, ScriptPhase scriptPhase)
+{
+    switch (node.getType()) {
+        case OMType::Array:
+            s.container = OMStored::arrayFactory();
+            s.iter = node.getNodeIterator();
+            return NEXT_ELEMENT;
+        case OMType::Map:
+            s.container = OMStored::mapFactory();
+            s.iter = node.getNodeIterator();
+            return NEXT_MEMBER;
+        case OMType::Function:
+            // A function literal without a name stays an anonymous value.
+            s.key = node.getFunctionName();
+            if (s.key.empty()) return kFinished;
+            // The scope gets a node of its own: assigning to the name later must not change the
+            // parsed function.
+            s.stored = OMStored::factory(node);
+            return BIND_FUNCTION;
+        case OMType::Expression:
+            retVal = nullptr;
+            if (accessType != AccessType::SET && scriptPhase != ScriptPhase::PARSE) return EVAL_EXPRESSION;
+            s.expression = node.getExpression();
+            return s.expression ? GET_EXPRESSION : kFinished;
+        default:
+            return kFinished;
+    }
+}
+
 }  // namespace
 
 bool OMNode::isResolvableAtOnce(const std::shared_ptr<IOMNode>& node, AtOnceMode mode)
@@ -124,25 +179,7 @@ void OMNode::getResolvedNode_yielding(const std::shared_ptr<Task>& task, std::sh
         (getResolvedNodeAtOnce(node, scope, handleReturnValue, retVal) ||
          AtOnceCalls::attempt(*task, node, scope, handleReturnValue, retVal)))
         return;
-    struct LocalVariableState : virtual OMFunctionState {
-        std::shared_ptr<OMStored> container;
-        std::shared_ptr<IOMNodeIterator> iter;
-        std::shared_ptr<IOMNode> member;
-        std::shared_ptr<IOMNode> resolved;
-        std::shared_ptr<IOMNode> stored;
-        std::string key;
-        std::shared_ptr<OMExpression> expression;
-    };
-    enum : unsigned {
-        NEXT_ELEMENT = 1,
-        RESOLVE_ELEMENT,
-        NEXT_MEMBER,
-        RESOLVE_MEMBER,
-        STORE_MEMBER,
-        BIND_FUNCTION,
-        EVAL_EXPRESSION,
-        GET_EXPRESSION,
-    };
+    using LocalVariableState = ResolutionState;
 
     try {
         YieldingFrame<LocalVariableState> frame(task);
@@ -153,39 +190,7 @@ void OMNode::getResolvedNode_yielding(const std::shared_ptr<Task>& task, std::sh
                 case 0:
                     retVal = node;
                     s.fState = kFinished;
-                    if (!node || !scope) break;
-                    switch (node->getType()) {
-                        case OMType::Array:
-                            s.container = OMStored::arrayFactory();
-                            s.iter = node->getNodeIterator();
-                            s.fState = NEXT_ELEMENT;
-                            break;
-                        case OMType::Map:
-                            s.container = OMStored::mapFactory();
-                            s.iter = node->getNodeIterator();
-                            s.fState = NEXT_MEMBER;
-                            break;
-                        case OMType::Function:
-                            // A function literal without a name stays an anonymous value.
-                            s.key = node->getFunctionName();
-                            if (s.key.empty()) break;
-                            // The scope gets a node of its own: assigning to the name later must not
-                            // change the parsed function.
-                            s.stored = OMStored::factory(*node);
-                            s.fState = BIND_FUNCTION;
-                            break;
-                        case OMType::Expression:
-                            retVal = nullptr;
-                            if (accessType != AccessType::SET && scriptPhase != ScriptPhase::PARSE) {
-                                s.fState = EVAL_EXPRESSION;
-                            } else {
-                                s.expression = node->getExpression();
-                                if (s.expression) s.fState = GET_EXPRESSION;
-                            }
-                            break;
-                        default:
-                            break;
-                    }
+                    if (node && scope) s.fState = startResolution(s, retVal, accessType, *node, scriptPhase);
                     break;
 
                 case NEXT_ELEMENT:

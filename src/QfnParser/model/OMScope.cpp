@@ -64,7 +64,7 @@ std::shared_ptr<OMScope> OMScope::factory(const std::shared_ptr<OMScope>& parent
             std::shared_ptr<OMScope> scope = std::allocate_shared<SharedOMScope>(
                 PoolAllocator<SharedOMScope>(), parent, parentScopeRelationType);
             SANITY_CHECK(scope);
-            retVal = scope;
+            retVal = std::move(scope);
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);

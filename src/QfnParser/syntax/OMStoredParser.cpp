@@ -198,7 +198,8 @@ void OMStored::parseAndEvalStream_yielding(const std::shared_ptr<Task>& task, bo
                     s.scope = scope;
                     s.fState = READ;
                     if (!s.stream || !s.scope) {
-                        LOG_CHECK_FAILED("SANITY_CHECK", s.stream ? "scope" : "ioStream");
+                        LOG_ERROR(s.stream ? QFN_CHECK_TEXT("SANITY_CHECK", "scope")
+                                           : QFN_CHECK_TEXT("SANITY_CHECK", "ioStream"));
                         s.fState = kFinished;
                     }
                     break;

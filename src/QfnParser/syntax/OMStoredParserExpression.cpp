@@ -390,75 +390,16 @@ void onTernarySecondDone(Frame& s)
     afterOperand(s);
 }
 
-void step(Frame& s)
+bool isPhaseIn(Phase phase, Phase first, Phase last)
+{
+    return phase >= first && phase <= last;
+}
+
+// Operators after an operand: + - < > = ! & | && || and the two halves of ?:. False when the state
+// is none of these.
+bool stepOperator(Frame& s)
 {
     switch (s.phase) {
-        case Phase::Operand:
-            onOperand(s);
-            break;
-        case Phase::OperandPlus:
-            onOperandSign(s, '+');
-            break;
-        case Phase::OperandMinus:
-            onOperandSign(s, '-');
-            break;
-        case Phase::OperandLess:
-            expectChar(s, '<', "unexpected character", [&] {
-                s.subSuccess = false;
-                s.phase = Phase::HereDocRead;
-                s.fState = HEREDOC;
-            });
-            break;
-        case Phase::StringRead:
-            // The string reader has said what went wrong.
-            if (!s.subSuccess)
-                s.fState = kFinished;
-            else
-                startChain(s, OMStored::factory(s.text), false);
-            break;
-        case Phase::NumberRead:
-            onSubResult(s, "number parse failed", [&] { pushOperand(s, s.sub, AfterPush::AfterOperand); });
-            break;
-        case Phase::NameRead:
-            onNameRead(s);
-            break;
-        case Phase::HereDocRead:
-            if (!s.subSuccess)
-                s.fState = kFinished;
-            else
-                pushOperand(s, OMStored::factory(s.text), AfterPush::AfterOperand);
-            break;
-        case Phase::ParenDone:
-            onSubResult(s, "parenthesized subexpression parse failed",
-                        [&] { readSkipping(s, Phase::ParenClose, false); });
-            break;
-        case Phase::ParenClose:
-            expectChar(s, ')', "expected closing ')'", [&] { startChain(s, s.sub, false); });
-            break;
-        case Phase::LValue:
-            onLValue(s);
-            break;
-        case Phase::MemberNameRead:
-            onMemberNameRead(s);
-            break;
-        case Phase::ArgStart:
-            onArgStart(s);
-            break;
-        case Phase::ArgDone:
-            onSubResult(s, "argument parse failed", [&] {
-                s.arguments->push_back(s.sub);
-                readSkipping(s, Phase::ArgAfter, false);
-            });
-            break;
-        case Phase::ArgAfter:
-            onArgAfter(s);
-            break;
-        case Phase::IndexDone:
-            onSubResult(s, "parse error in index value", [&] { readSkipping(s, Phase::IndexClose, false); });
-            break;
-        case Phase::IndexClose:
-            onIndexClose(s);
-            break;
         case Phase::AfterOperand:
             onAfterOperand(s);
             break;
@@ -541,6 +482,83 @@ void step(Frame& s)
         case Phase::TernarySecondDone:
             onTernarySecondDone(s);
             break;
+        default:
+            return false;
+    }
+    return true;
+}
+
+// Operands: signs, strings, numbers, names, here-documents, parentheses and l-value chains; and
+// what follows a push or a reduction.
+void stepOperand(Frame& s)
+{
+    switch (s.phase) {
+        case Phase::Operand:
+            onOperand(s);
+            break;
+        case Phase::OperandPlus:
+            onOperandSign(s, '+');
+            break;
+        case Phase::OperandMinus:
+            onOperandSign(s, '-');
+            break;
+        case Phase::OperandLess:
+            expectChar(s, '<', "unexpected character", [&] {
+                s.subSuccess = false;
+                s.phase = Phase::HereDocRead;
+                s.fState = HEREDOC;
+            });
+            break;
+        case Phase::StringRead:
+            // The string reader has said what went wrong.
+            if (!s.subSuccess)
+                s.fState = kFinished;
+            else
+                startChain(s, OMStored::factory(s.text), false);
+            break;
+        case Phase::NumberRead:
+            onSubResult(s, "number parse failed", [&] { pushOperand(s, s.sub, AfterPush::AfterOperand); });
+            break;
+        case Phase::NameRead:
+            onNameRead(s);
+            break;
+        case Phase::HereDocRead:
+            if (!s.subSuccess)
+                s.fState = kFinished;
+            else
+                pushOperand(s, OMStored::factory(s.text), AfterPush::AfterOperand);
+            break;
+        case Phase::ParenDone:
+            onSubResult(s, "parenthesized subexpression parse failed",
+                        [&] { readSkipping(s, Phase::ParenClose, false); });
+            break;
+        case Phase::ParenClose:
+            expectChar(s, ')', "expected closing ')'", [&] { startChain(s, s.sub, false); });
+            break;
+        case Phase::LValue:
+            onLValue(s);
+            break;
+        case Phase::MemberNameRead:
+            onMemberNameRead(s);
+            break;
+        case Phase::ArgStart:
+            onArgStart(s);
+            break;
+        case Phase::ArgDone:
+            onSubResult(s, "argument parse failed", [&] {
+                s.arguments->push_back(s.sub);
+                readSkipping(s, Phase::ArgAfter, false);
+            });
+            break;
+        case Phase::ArgAfter:
+            onArgAfter(s);
+            break;
+        case Phase::IndexDone:
+            onSubResult(s, "parse error in index value", [&] { readSkipping(s, Phase::IndexClose, false); });
+            break;
+        case Phase::IndexClose:
+            onIndexClose(s);
+            break;
         case Phase::Pushed:
             if (!s.pushSuccess)
                 PARSE_ERROR(s, "failed to push to operand task");
@@ -561,70 +579,21 @@ void step(Frame& s)
             s.operators.erase(s.operators.begin() + static_cast<ptrdiff_t>(s.reduceIdx));
             s.fState = REDUCE;
             break;
-        case Phase::ArrayStart:
-        case Phase::ArrayElementDone:
-        case Phase::ArrayAfterElement:
-        case Phase::ObjectStart:
-        case Phase::ObjectFirstDone:
-        case Phase::ObjectAfterFirst:
-        case Phase::ObjectValueDone:
-        case Phase::ObjectMemberStored:
-        case Phase::ObjectAfterValue:
-        case Phase::ObjectKey:
-        case Phase::ObjectKeyQuoted:
-        case Phase::ObjectKeyBare:
-        case Phase::ObjectColon:
-        case Phase::BlockStatement:
-        case Phase::BlockStatementDone:
-        case Phase::BlockJoined:
-            stepLiteral(s);
-            break;
-        case Phase::KeywordRegistered:
-        case Phase::DoBrace:
-        case Phase::DoBodyDone:
-        case Phase::DoWhile:
-        case Phase::DoWhileMatched:
-        case Phase::DoOpen:
-        case Phase::DoConditionDone:
-        case Phase::DoClose:
-        case Phase::DoRegistered:
-        case Phase::ForOpen:
-        case Phase::ForInitDone:
-        case Phase::ForInitEnd:
-        case Phase::ForConditionDone:
-        case Phase::ForConditionEnd:
-        case Phase::ForIterationDone:
-        case Phase::ForIterationEnd:
-        case Phase::ForBodyDone:
-        case Phase::ForBodyJoined:
-        case Phase::ForLoopRegistered:
-        case Phase::ForInitJoined:
-        case Phase::FunctionStart:
-        case Phase::FunctionNameRead:
-        case Phase::FunctionOpen:
-        case Phase::ParamStart:
-        case Phase::ParamDone:
-        case Phase::ParamAfter:
-        case Phase::FunctionBrace:
-        case Phase::FunctionBodyDone:
-        case Phase::FunctionAssigned:
-        case Phase::CondOpen:
-        case Phase::CondDone:
-        case Phase::CondClose:
-        case Phase::BodyDone:
-        case Phase::WhileRegistered:
-        case Phase::IfElseCheck:
-        case Phase::IfElseKeyword:
-        case Phase::ElseMatched:
-        case Phase::ElseDone:
-        case Phase::IfRegistered:
-        case Phase::ReturnDone:
-        case Phase::VarStart:
-        case Phase::VarNameRead:
-        case Phase::VarRegistered:
-            stepStatement(s);
+        default:
+            PARSE_ERROR(s, "unexpected state in switch");
             break;
     }
+}
+
+// One parse state. The states are grouped in Phase, and each group has its own stepper.
+void step(Frame& s)
+{
+    if (isPhaseIn(s.phase, Phase::ArrayStart, Phase::BlockJoined))
+        stepLiteral(s);
+    else if (isPhaseIn(s.phase, Phase::KeywordRegistered, Phase::VarRegistered))
+        stepStatement(s);
+    else if (!stepOperator(s))
+        stepOperand(s);
 }
 
 // The operator to fold next: the first of the lowest level present, the last for `=`.

@@ -51,6 +51,9 @@ enum FrameState : unsigned {
 };
 
 // What the parser is reading: the meaning of the character in hand or of a nested call's result.
+// The parser's states, in groups that the steppers tell apart by range: operands, literals
+// (ArrayStart to BlockJoined), l-value chains, operators (AfterOperand to TernarySecondDone),
+// statements (KeywordRegistered to VarRegistered), and what follows a push or a reduction.
 enum class Phase {
     Operand,
     OperandPlus,

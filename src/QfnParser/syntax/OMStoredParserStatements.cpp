@@ -175,13 +175,13 @@ void onKeyword(Frame& s)
     }
 }
 
-void stepStatement(Frame& s)
+namespace {
+
+// do Statement while ( Expression )
+// False when the state is none of this construct's.
+bool stepDoWhile(Frame& s)
 {
     switch (s.phase) {
-        case Phase::KeywordRegistered:
-            onRegistered(s, "failed to register keyword operation",
-                         [&] { pushOperand(s, s.registered, AfterPush::AfterOperand); });
-            break;
         case Phase::DoBrace:
             expectChar(s, '{', "invalid body in do-while",
                        [&] { subExpression(s, Phase::DoBodyDone, ParseType::BlockBody, 0); });
@@ -220,6 +220,17 @@ void stepStatement(Frame& s)
             onRegistered(s, "failed to parse do-while",
                          [&] { pushOperand(s, s.registered, AfterPush::StatementEnd); });
             break;
+        default:
+            return false;
+    }
+    return true;
+}
+
+// for ( Init ; Condition ; Iteration ) Statement
+// False when the state is none of this construct's.
+bool stepFor(Frame& s)
+{
+    switch (s.phase) {
         case Phase::ForOpen:
             expectChar(s, '(', "expected '(' in for",
                        [&] { subExpression(s, Phase::ForInitDone, ParseType::ForClause, s.nestLevel + 1); });
@@ -276,6 +287,17 @@ void stepStatement(Frame& s)
             onRegistered(s, "failed to register binary operation",
                          [&] { pushOperand(s, s.registered, AfterPush::StatementEnd); });
             break;
+        default:
+            return false;
+    }
+    return true;
+}
+
+// function Name? ( Parameters ) { Body }
+// False when the state is none of this construct's.
+bool stepFunction(Frame& s)
+{
+    switch (s.phase) {
         case Phase::FunctionStart:
             onFunctionStart(s);
             break;
@@ -317,6 +339,17 @@ void stepStatement(Frame& s)
             onRegistered(s, "failed to register binary operation",
                          [&] { pushOperand(s, s.registered, AfterPush::StatementEnd); });
             break;
+        default:
+            return false;
+    }
+    return true;
+}
+
+// if ( Condition ) Statement [else Statement] | while ( Condition ) Statement
+// False when the state is none of this construct's.
+bool stepConditional(Frame& s)
+{
+    switch (s.phase) {
         case Phase::CondOpen:
             expectChar(s, '(', "expected '('",
                        [&] { subExpression(s, Phase::CondDone, ParseType::Condition, s.nestLevel + 1); });
@@ -367,6 +400,21 @@ void stepStatement(Frame& s)
             onRegistered(s, "failed to register ternary operation",
                          [&] { pushOperand(s, s.registered, AfterPush::StatementEnd); });
             break;
+        default:
+            return false;
+    }
+    return true;
+}
+
+// return Value | var Name | a keyword operation
+// False when the state is none of this construct's.
+bool stepValueStatement(Frame& s)
+{
+    switch (s.phase) {
+        case Phase::KeywordRegistered:
+            onRegistered(s, "failed to register keyword operation",
+                         [&] { pushOperand(s, s.registered, AfterPush::AfterOperand); });
+            break;
         case Phase::ReturnDone:
             onSubResult(s, "parse error in return value", [&] {
                 s.unaryOps.push_back(UnOp::RETURN);
@@ -389,9 +437,18 @@ void stepStatement(Frame& s)
                          [&] { pushOperand(s, s.registered, AfterPush::AfterOperand); });
             break;
         default:
-            PARSE_ERROR(s, "unexpected state in switch");
-            break;
+            return false;
     }
+    return true;
+}
+
+}  // namespace
+
+void stepStatement(Frame& s)
+{
+    if (stepDoWhile(s) || stepFor(s) || stepFunction(s) || stepConditional(s) || stepValueStatement(s))
+        return;
+    PARSE_ERROR(s, "unexpected state in switch");
 }
 
 }  // namespace Qfn::ParserExpression
