@@ -309,7 +309,9 @@ bool Task::handleCompletion()
                 // A child that did not take itself out would keep this loop turning forever.
                 if (fChildTasks.size() == before) fChildTasks.erase(childTask->getTaskId());
             }
-            if (auto parent = fParentTask.lock()) parent->handleChildCompletion(shared_from_this());
+            // A task that only borrows its parent's streams is none of the parent's children.
+            if (auto parent = fParentTask.lock(); parent && fIsRegisteredChild)
+                parent->handleChildCompletion(shared_from_this());
             setName("");
             deregisterTask(fTaskId);
             if (!fQueueName.empty()) {
@@ -360,6 +362,7 @@ bool Task::registerChildTask(const std::shared_ptr<Task>& childTask)
             SANITY_CHECK(childTask);
             fChildTasks[childTask->getTaskId()] = childTask;
             childTask->registerParentTask(shared_from_this());
+            childTask->fIsRegisteredChild = true;
             retVal = true;
         } while (false);
     } catch (std::exception& e) {

@@ -148,6 +148,8 @@ protected:
     bool isDeadlineReached();
     std::string fName;
     std::weak_ptr<Task> fParentTask;
+    // Set by registerChildTask: the parent then waits for this task and hears of its completion.
+    bool fIsRegisteredChild = false;
     std::weak_ptr<Task> fParentCallNodeAsFunctionForDataReplyTask;
     std::weak_ptr<Task> fParentEvalThenSendMessageTask;
     std::weak_ptr<Task> fParentHandleDataRequestTask;

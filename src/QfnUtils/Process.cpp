@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -47,8 +48,10 @@ struct DirCloser {
 // command name before it stands in parentheses and may itself hold blanks and parentheses.
 char procStateLetter(unsigned long processId)
 {
+    // A process that has gone is an answer here, not a failure: the file is read without a check.
+    std::ifstream file("/proc/" + std::to_string(processId) + "/stat");
     std::string stat;
-    if (!Dirs::slurpFile("/proc/" + std::to_string(processId) + "/stat", stat)) return 0;
+    if (!file || !std::getline(file, stat)) return 0;
     const size_t nameEnd = stat.rfind(')');
     if (nameEnd == std::string::npos || nameEnd + 2 >= stat.size()) return 0;
     return stat[nameEnd + 2];

@@ -7,6 +7,7 @@
 
 #include "QfnCoordinator/InternalCoordinator.h"
 #include "support/ScopedDataHome.h"
+#include "support/LogCapture.h"
 
 using Qfn::InternalCoordinator;
 
@@ -90,7 +91,8 @@ TEST_F(ConfigStack, HostNamesAndAliases)
     // A name registered for a local address is local as well.
     ASSERT_TRUE(InternalCoordinator::registerHostName("me", "localhost"));
     EXPECT_TRUE(InternalCoordinator::isLocalHost("me"));
-    EXPECT_FALSE(InternalCoordinator::registerHostName("x", ""));
+    EXPECT_TRUE(QfnTest::logsError("! ipAddress.empty()",
+                                   [] { EXPECT_FALSE(InternalCoordinator::registerHostName("x", "")); }));
 
     ASSERT_TRUE(InternalCoordinator::registerCoordinatorAlias("Gate", "net.quillfern.coordinator.gateway"));
     EXPECT_EQ(InternalCoordinator::resolveCoordinatorAlias("gATE"), "net.quillfern.coordinator.gateway");

@@ -62,7 +62,7 @@ TEST(InternalCoordinatorAdaptiveSleep, QuietSpellLengthensTheSleep)
     EXPECT_EQ(InternalCoordinator::adaptiveSleepMicroseconds(start + 3'000'000'000), 0)
         << "a new spell starts spinning again";
     EXPECT_EQ(InternalCoordinator::adaptiveSleepMicroseconds(start + 3'000'600'000), base);
-    Qfn::Task::deregisterTask(mainTask->getTaskId());
+    if (!mainTask->getIsTaskCompleted()) Qfn::Task::deregisterTask(mainTask->getTaskId());
 }
 
 TEST(InternalCoordinatorMainRound, OneRoundPerSliceWithTheFrameKept)
@@ -86,7 +86,7 @@ TEST(InternalCoordinatorMainRound, OneRoundPerSliceWithTheFrameKept)
     runRound(mainTask);
     EXPECT_EQ(internalCoordinator->getTimesliceCount(), rounds + 3);
     EXPECT_EQ(internalCoordinator->getTimesliceRoundsCompleted(), completed + 2);
-    Qfn::Task::deregisterTask(mainTask->getTaskId());
+    if (!mainTask->getIsTaskCompleted()) Qfn::Task::deregisterTask(mainTask->getTaskId());
 }
 
 TEST(InternalCoordinatorEventLoop, WithoutMainTaskReturnsAtOnceAndUnlocked)

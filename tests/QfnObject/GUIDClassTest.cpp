@@ -6,6 +6,7 @@
 
 #include "QfnLogger/Log.h"
 #include "QfnObject/GUIDClass.h"
+#include "support/LogCapture.h"
 
 using Qfn::GUIDClass;
 using Qfn::GUIDStringFormat;
@@ -17,26 +18,12 @@ namespace {
 const TRawGUID kSampleRaw{0xA000000000000000ULL, 0x0123456789ABCDEFULL};
 const std::string kSampleCompact = "v38qJeWRjEAAAAAAAAAAgC";
 
-std::vector<std::string>& capturedLines() {
-    static std::vector<std::string> lines;
-    return lines;
-}
-
-void captureLine(const std::string& line) {
-    capturedLines().push_back(line);
-}
-
-// Error lines are captured for the duration of a test; listeners cannot be removed, so one is added once.
+// Error lines are captured for the duration of a test.
 class GUIDLogTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        static bool isListening = false;
-        if (!isListening) Qfn::Log::addLogListener(captureLine);
-        isListening = true;
-        capturedLines().clear();
-        Qfn::Log::setLogLevel(1);
-    }
-    void TearDown() override { Qfn::Log::setLogLevel(0); }
+    const std::vector<std::string>& capturedLines() const { return fCapture.lines(); }
+    void clearCapturedLines() { fCapture.clear(); }
+    QfnTest::LogCapture fCapture{1};
 };
 
 }  // namespace
@@ -157,13 +144,13 @@ TEST_F(GUIDLogTest, Factory22RejectsBadTextWithTheCheckLine) {
     EXPECT_THAT(capturedLines()[0], EndsWith("SANITY_CHECK failed: 'str.length() == 22' evaluates to false"));
     EXPECT_NE(capturedLines()[0].find(" ERROR: in "), std::string::npos);
 
-    capturedLines().clear();
+    clearCapturedLines();
     EXPECT_EQ(GUIDClass::factory(std::string("$38qJeWRjEAAAAAAAAAAgC")), nullptr);
     ASSERT_EQ(capturedLines().size(), 2U);
     EXPECT_THAT(capturedLines()[0], EndsWith("SANITY_CHECK failed: 'nib6 >= 0' evaluates to false"));
     EXPECT_THAT(capturedLines()[1], EndsWith("SANITY_CHECK failed: 'nib6Count == 22' evaluates to false"));
 
-    capturedLines().clear();
+    clearCapturedLines();
     EXPECT_NE(GUIDClass::factory22(kSampleCompact), nullptr);
     EXPECT_NE(GUIDClass::factory(std::string("")), nullptr);
     EXPECT_TRUE(capturedLines().empty());

@@ -12,6 +12,7 @@
 #include "QfnUtils/Dirs.h"
 #include "QfnUtils/Utils.h"
 #include "support/ProcessRunner.h"
+#include "support/LogCapture.h"
 
 using namespace Qfn;
 
@@ -86,5 +87,7 @@ TEST(ChildProcessesSpawn, ChildStartsCleanInItsOwnSessionAndIsCollected)
     EXPECT_FALSE(Dirs::exists(procPath(pid, "stat")));
     EXPECT_EQ(ChildProcesses::countRunning(), before);
 
-    EXPECT_EQ(ChildProcesses::spawnDetached({"/no/such/program"}), 0);
+    EXPECT_TRUE(QfnTest::logsError("spawnResult == 0", [] {
+        EXPECT_EQ(ChildProcesses::spawnDetached({"/no/such/program"}), 0);
+    }));
 }

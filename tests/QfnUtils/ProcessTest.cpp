@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+
+#include <fstream>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/stat.h>
@@ -31,7 +33,9 @@ constexpr unsigned long kMissingPid = 4194305;
 // The state letter of /proc/<pid>/stat; 0 when the process is gone altogether.
 char procState(pid_t pid)
 {
-    const std::string stat = Dirs::slurpFile("/proc/" + std::to_string(pid) + "/stat");
+    std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
+    std::string stat;
+    std::getline(file, stat);
     const size_t nameEnd = stat.rfind(')');
     return nameEnd == std::string::npos || nameEnd + 2 >= stat.size() ? 0 : stat[nameEnd + 2];
 }

@@ -244,3 +244,21 @@ TEST(Examples, EveryExampleRunsToACleanEnd)
     }
     EXPECT_GE(count, 4u);
 }
+
+TEST(RunModes, SlicesShorterThanAnyStatementChangeNothing)
+{
+    // A budget of one microsecond ends a slice inside every statement: completions, child tasks and
+    // parseScript's own tasks then meet at every possible point.
+    ProcessRunner process({QFN_BINARY_PATH, "-c", "tiny.ini", "-f", "script.qfl"});
+    std::string ini = writeScript(process, "tiny.ini", "[config]\ninternalCoordinatorTimesliceMicroseconds=1\n");
+    std::string script = writeScript(
+        process, "script.qfl",
+        "for (i = 0; i < 3; ++i) { output(i) }\n"
+        "for (k = 0; k < 3; ++k) { parseScript('a = k; output(a)') }\n"
+        "n = 0; for (;;) { if (++n > 4) { break } }; output(n)\n"
+        "function s(n) { return n == 0 ? 0 : 1 + s(n - 1) }\noutput(s(50))\n");
+    ProcessRunner run({QFN_BINARY_PATH, "-c", ini, "-f", script});
+    ASSERT_TRUE(run.start());
+    expectCleanEnd(run);
+    EXPECT_EQ(run.standardOutput(), "012012550");
+}

@@ -12,10 +12,16 @@ std::vector<std::string>& capturedLines()
     return lines;
 }
 
-bool& isCapturing()
+// Captures nest: the lines go on being collected until the outermost one ends.
+int& captureDepth()
 {
-    static bool capturing = false;
-    return capturing;
+    static int depth = 0;
+    return depth;
+}
+
+bool isCapturing()
+{
+    return captureDepth() > 0;
 }
 
 void collect(const std::string& line)
@@ -32,8 +38,7 @@ LogCapture::LogCapture(int level)
         Qfn::Log::addLogListener(collect);
         installed = true;
     }
-    capturedLines().clear();
-    isCapturing() = true;
+    if (captureDepth()++ == 0) capturedLines().clear();
     // Lines also reach the file; keep test output quiet by sending them to /dev/null.
     Qfn::Log::setLogFile("/dev/null");
     Qfn::Log::setLogLevel(level);
@@ -41,17 +46,19 @@ LogCapture::LogCapture(int level)
 
 LogCapture::~LogCapture()
 {
-    isCapturing() = false;
-    Qfn::Log::setLogLevel(0);
-    Qfn::Log::setLogFile("");
+    if (--captureDepth() == 0) Qfn::Log::setLogLevel(1);
 }
 
-const std::vector<std::string>& LogCapture::lines() const { return capturedLines(); }
+const std::vector<std::string>& LogCapture::lines() const
+{
+    return capturedLines();
+}
 
 bool LogCapture::hasLineEndingWith(const std::string& message) const
 {
     for (const auto& line : capturedLines()) {
-        if (line.size() >= message.size() && line.compare(line.size() - message.size(), message.size(), message) == 0)
+        if (line.size() >= message.size() &&
+            line.compare(line.size() - message.size(), message.size(), message) == 0)
             return true;
     }
     return false;
@@ -60,10 +67,19 @@ bool LogCapture::hasLineEndingWith(const std::string& message) const
 size_t LogCapture::countContaining(const std::string& text) const
 {
     size_t count = 0;
-    for (const auto& line : capturedLines()) count += line.find(text) != std::string::npos ? 1 : 0;
+    for (const auto& line : capturedLines())
+        count += line.find(text) != std::string::npos ? 1 : 0;
     return count;
 }
 
-void LogCapture::clear() { capturedLines().clear(); }
+void LogCapture::clear()
+{
+    capturedLines().clear();
+}
+
+bool LogCapture::isActive()
+{
+    return isCapturing();
+}
 
 }  // namespace QfnTest

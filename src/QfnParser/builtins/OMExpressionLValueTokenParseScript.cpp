@@ -96,7 +96,8 @@ void runParseScript_yielding(const std::shared_ptr<Task>& task, bool& completed,
                 case TIMED_OUT:
                     LOG_WARNING("parseScript timed out");
                     for (const std::shared_ptr<Task>& stopped : {s.run->instrumentTask, s.run->evalTask})
-                        if (stopped) Task::deregisterTask(stopped->getTaskId());
+                        if (stopped && !stopped->getIsTaskCompleted())
+                            Task::deregisterTask(stopped->getTaskId());
                     s.fState = kFinished;
                     break;
             }

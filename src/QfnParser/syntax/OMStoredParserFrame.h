@@ -119,6 +119,7 @@ enum class Phase {
     ForOpen,
     ForInitDone,
     ForInitEnd,
+    ForConditionStart,
     ForConditionDone,
     ForConditionEnd,
     ForIterationDone,

@@ -242,9 +242,18 @@ bool stepFor(Frame& s)
             });
             break;
         case Phase::ForInitEnd:
-            expectChar(s, ';', "invalid initialization in for", [&] {
+            expectChar(s, ';', "invalid initialization in for",
+                       [&] { readSkipping(s, Phase::ForConditionStart, false); });
+            break;
+        case Phase::ForConditionStart:
+            // A missing condition is true: `for (;;)` runs until a break.
+            if (s.c == ';') {
+                s.condition = OMStored::factory(true);
+                s.phase = Phase::ForConditionEnd;
+                stepFor(s);
+            } else {
                 subExpression(s, Phase::ForConditionDone, ParseType::ForClause, s.nestLevel + 1);
-            });
+            }
             break;
         case Phase::ForConditionDone:
             onSubResult(s, "invalid condition in for", [&] {

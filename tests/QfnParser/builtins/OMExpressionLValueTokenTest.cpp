@@ -60,6 +60,7 @@ protected:
     // The lines of the script-error log so far; the log starts empty again.
     std::vector<std::string> takeScriptErrors()
     {
+        if (!Dirs::fileExists(fDir + "script-errors.log")) return {};
         std::vector<std::string> lines = Utils::lineStrSplit(Dirs::slurpFile(fDir + "script-errors.log"));
         std::remove((fDir + "script-errors.log").c_str());
         return lines;
@@ -68,6 +69,7 @@ protected:
     // Runs the script, which must go on past its misuse to the end, and gives the log's lines.
     std::vector<std::string> misuse(const std::string& script, const std::string& expectedValue)
     {
+        QfnTest::LogCapture capture(1);  // a misuse may fail checks on its way as well
         EXPECT_EQ(valueOf(script), expectedValue) << script;
         return takeScriptErrors();
     }

@@ -4,6 +4,7 @@
 
 #include "QfnCoordinator/InternalCoordinator.h"
 #include "QfnTask/CallYieldingTask.h"
+#include "support/LogCapture.h"
 
 using Qfn::AccessType;
 using Qfn::IOMNode;
@@ -117,7 +118,8 @@ TEST(OMScopeScriptFiles, PathIsFoundUpTheChainAndPopsBalance)
     ASSERT_TRUE(function->pushScriptFilePath("/tmp/inner.qfl"));
     EXPECT_EQ(function->getCurScriptFilePath(), "/tmp/inner.qfl");
     EXPECT_TRUE(function->popScriptFilePath());
-    EXPECT_FALSE(function->popScriptFilePath()) << "popping an empty stack is a failed check";
+    EXPECT_TRUE(QfnTest::logsError("!fScriptFileStack.empty()", [&] { EXPECT_FALSE(function->popScriptFilePath()); }))
+        << "popping an empty stack is a failed check";
     EXPECT_EQ(function->getCurScriptFilePath(), "/tmp/outer.qfl");
 }
 

@@ -401,6 +401,7 @@ TEST_F(OMAccessorTest, RandomPathsFailCleanlyOrFindNodes)
     std::mt19937 random(4242);
     int found = 0;
     int failed = 0;
+    QfnTest::LogCapture capture(1);  // a path that does not compile says why
     for (int i = 0; i < 10000; ++i) {
         std::string path;
         const int length = static_cast<int>(random() % 14);
@@ -440,7 +441,9 @@ TEST_F(OMAccessorTest, ScriptFunctionSegmentsVetoAndCompute)
     // Without a function of that name the query fails.
     OMAccessor noScope(evalText(kKeyTree));
     Node node;
-    EXPECT_FALSE(AccessOMNodeReadOnlyTask::call(noScope, "$^t/pick()", node, kSingle));
+    EXPECT_TRUE(QfnTest::logsError("SANITY_CHECK failed: 'scope'", [&] {
+        EXPECT_FALSE(AccessOMNodeReadOnlyTask::call(noScope, "$^t/pick()", node, kSingle));
+    }));
     EXPECT_FALSE(node);
 }
 

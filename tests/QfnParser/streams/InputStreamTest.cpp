@@ -62,7 +62,7 @@ TEST(InputStreamGetCharYielding, ReadyCharacterComesInTheFirstSliceWithoutConsum
     EXPECT_FALSE(task->getIsWaitingForInput());
     EXPECT_EQ(stream->getChar(), 'q');
     EXPECT_EQ(stream->getPos(), 0u);
-    Task::deregisterTask(task->getTaskId());
+    if (!task->getIsTaskCompleted()) Task::deregisterTask(task->getTaskId());
 }
 
 TEST(InputStreamGetCharYielding, SynchronousTaskTakesNothingReadyAsEndOnTheNextSlice)
@@ -82,7 +82,7 @@ TEST(InputStreamGetCharYielding, SynchronousTaskTakesNothingReadyAsEndOnTheNextS
     EXPECT_EQ(c, -1);
     EXPECT_TRUE(stream->atEOF());
     EXPECT_TRUE(task->getIsTaskCompleted());
-    Task::deregisterTask(task->getTaskId());
+    if (!task->getIsTaskCompleted()) Task::deregisterTask(task->getTaskId());
 }
 
 TEST(InputStreamGetCharYielding, AsynchronousTaskReadsNothingYetAndAsksAgain)
@@ -98,12 +98,12 @@ TEST(InputStreamGetCharYielding, AsynchronousTaskReadsNothingYetAndAsksAgain)
     EXPECT_EQ(c, -2);
     EXPECT_FALSE(stream->atEOF());
     EXPECT_TRUE(task->getIsTaskCompleted());
-    Task::deregisterTask(task->getTaskId());
+    if (!task->getIsTaskCompleted()) Task::deregisterTask(task->getTaskId());
 
     stream->arrive('y');
     auto again = readerTask(stream, c, AsyncIOType::Async);
     ASSERT_TRUE(again);
     ASSERT_TRUE(again->runTimeslice(kSliceBudget));
     EXPECT_EQ(c, 'y');
-    Task::deregisterTask(again->getTaskId());
+    if (!again->getIsTaskCompleted()) Task::deregisterTask(again->getTaskId());
 }

@@ -38,7 +38,7 @@ std::string runPrompted(const std::string& text, bool& retVal)
     }
     EXPECT_TRUE(task->getIsTaskCompleted());
     retVal = task->getRetValBool();
-    Task::deregisterTask(task->getTaskId());
+    if (!task->getIsTaskCompleted()) Task::deregisterTask(task->getTaskId());
     return output->getAndClearBuffer();
 }
 
@@ -103,7 +103,7 @@ TEST(ParseAndEvalStreamTask, ExitEndsTheStreamOfAWaitingTask)
         ASSERT_TRUE(task->runTimeslice(1000000));
     EXPECT_TRUE(task->getIsTaskCompleted());
     EXPECT_TRUE(task->getRetValBool());
-    Task::deregisterTask(task->getTaskId());
+    if (!task->getIsTaskCompleted()) Task::deregisterTask(task->getTaskId());
 }
 
 TEST(ParseAndEvalStreamTask, FactoryNeedsStoredAndScope)
