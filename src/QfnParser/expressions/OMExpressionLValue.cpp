@@ -167,7 +167,9 @@ std::shared_ptr<IOMNode> OMExpressionLValue::deliver(bool found, std::shared_ptr
                 break;
             }
             if (optionalNewValue) {
-                if (holder && OMStored::wouldMakeCycle(*holder, *optionalNewValue)) {
+                // A node held anywhere but by its place and here may be inside the new value.
+                if ((holder && OMStored::wouldMakeCycle(*holder, *optionalNewValue)) ||
+                    (node.use_count() > 2 && OMStored::wouldHoldItself(*node, *optionalNewValue))) {
                     LOG_ERROR("cannot store a structure inside itself: " + toString());
                     break;
                 }

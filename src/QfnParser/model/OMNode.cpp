@@ -9,6 +9,7 @@
 #include "QfnParser/model/FunctionSignature.h"
 #include "QfnParser/model/OMStored.h"
 #include "QfnTask/CallYieldingTask.h"
+#include "QfnUtils/DeepWalk.h"
 #include "QfnUtils/Utils.h"
 
 namespace Qfn {
@@ -369,12 +370,15 @@ bool OMNode::isResolved(ScriptPhase scriptPhase) const
         case OMType::Expression:
             return false;
         case OMType::Array:
-        case OMType::Map:
+        case OMType::Map: {
+            DeepWalk level;
+            if (!level.canGoOn("isResolved")) return false;
             for (auto iter = getNodeIterator(); iter && !iter->atEnd(); (*iter)++) {
                 auto member = **iter;
                 if (member && !member->isResolved(scriptPhase)) return false;
             }
             return true;
+        }
         default:
             return true;
     }

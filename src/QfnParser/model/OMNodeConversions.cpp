@@ -10,6 +10,7 @@
 #include "QfnParser/expressions/OMExpression.h"
 #include "QfnParser/model/FunctionSignature.h"
 #include "QfnParser/model/OMNode.h"
+#include "QfnUtils/DeepWalk.h"
 #include "QfnUtils/Utils.h"
 
 namespace Qfn {
@@ -264,12 +265,15 @@ std::string OMNode::getAsString() const
                 retVal = getString();
                 break;
             case OMType::Array: {
+                DeepWalk level;
+                if (!level.canGoOn("getAsString")) break;
                 bool first = true;
                 for (auto iter = getNodeIterator(); iter && !iter->atEnd(); (*iter)++) {
                     if (!first) retVal += ",";
                     first = false;
                     if (auto element = **iter) retVal += element->getAsString();
                 }
+                if (DeepWalk::hasGivenUp()) retVal.clear();
                 break;
             }
             case OMType::Map:
@@ -329,6 +333,8 @@ std::string OMNode::toString() const
                 retVal = Utils::enquoteString(getString(), '"');
                 break;
             case OMType::Array: {
+                DeepWalk level;
+                if (!level.canGoOn("toString")) break;
                 retVal.push_back('[');
                 bool first = true;
                 for (auto iter = getNodeIterator(); iter && !iter->atEnd(); (*iter)++) {
@@ -337,9 +343,12 @@ std::string OMNode::toString() const
                     if (auto element = **iter) retVal += element->toString();
                 }
                 retVal += "]";
+                if (DeepWalk::hasGivenUp()) retVal.clear();
                 break;
             }
             case OMType::Map: {
+                DeepWalk level;
+                if (!level.canGoOn("toString")) break;
                 std::vector<std::pair<std::string, std::shared_ptr<IOMNode>>> members;
                 for (auto iter = getNodeIterator(); iter && !iter->atEnd(); (*iter)++)
                     members.emplace_back(iter->getKey(), **iter);
@@ -352,6 +361,7 @@ std::string OMNode::toString() const
                     if (members[i].second) retVal += members[i].second->toString();
                 }
                 retVal += " }";
+                if (DeepWalk::hasGivenUp()) retVal.clear();
                 break;
             }
             case OMType::Expression:
@@ -409,21 +419,27 @@ uint64_t OMNode::hash() const
             case OMType::String:
                 retVal = fnv1a(getString().data(), getString().size());
                 break;
-            case OMType::Array:
+            case OMType::Array: {
+                DeepWalk level;
                 retVal = 0;
+                if (!level.canGoOn("hash")) break;
                 for (auto iter = getNodeIterator(); iter && !iter->atEnd(); (*iter)++) {
                     uint64_t elementHash = (**iter) ? (**iter)->hash() : kFNVOffsetBasis;
                     retVal ^= fnv1a(&elementHash, sizeof elementHash);
                 }
                 break;
-            case OMType::Map:
+            }
+            case OMType::Map: {
+                DeepWalk level;
                 retVal = 0;
+                if (!level.canGoOn("hash")) break;
                 for (auto iter = getNodeIterator(); iter && !iter->atEnd(); (*iter)++) {
                     std::string key = iter->getKey();
                     uint64_t valueHash = (**iter) ? (**iter)->hash() : kFNVOffsetBasis;
                     retVal ^= fnv1a(&valueHash, sizeof valueHash, fnv1a(key.data(), key.size()));
                 }
                 break;
+            }
             case OMType::Expression:
                 if (auto expression = getExpression()) retVal = expression->hash();
                 break;

@@ -8,6 +8,7 @@
 #include "QfnParser/expressions/OMExpression.h"
 #include "QfnParser/model/OMNode.h"
 #include "QfnParser/model/OMStored.h"
+#include "QfnUtils/DeepWalk.h"
 
 namespace Qfn {
 
@@ -103,7 +104,9 @@ bool elementsEqual(const std::shared_ptr<IOMNode>& left, const std::shared_ptr<I
         std::shared_ptr<IOMNode> result;
         ASSIGN(result, left->clone(0));
         std::shared_ptr<OMStored> keepAlive;
-        SANITY_CHECK(operationsOf(*result, keepAlive)->binop_compare_eq(result, *right));
+        const bool compared = operationsOf(*result, keepAlive)->binop_compare_eq(result, *right);
+        if (!compared && DeepWalk::hasGivenUp()) break;  // said once, where the walk gave up
+        SANITY_CHECK(compared);
         equal = result->getBool();
         retVal = true;
     } while (false);
@@ -112,6 +115,8 @@ bool elementsEqual(const std::shared_ptr<IOMNode>& left, const std::shared_ptr<I
 
 bool arraysEqual(IOMNode& a, IOMNode& b, bool& equal)
 {
+    DeepWalk level;
+    if (!level.canGoOn("compare")) return false;
     equal = a.getSize() == b.getSize();
     auto left = a.getNodeIterator();
     auto right = b.getNodeIterator();
@@ -123,6 +128,8 @@ bool arraysEqual(IOMNode& a, IOMNode& b, bool& equal)
 
 bool mapsEqual(IOMNode& a, IOMNode& b, bool& equal)
 {
+    DeepWalk level;
+    if (!level.canGoOn("compare")) return false;
     equal = a.getSize() == b.getSize();
     for (auto left = a.getNodeIterator(); equal && left && !left->atEnd(); (*left)++) {
         std::string key = left->getKey();

@@ -5,6 +5,7 @@
 #include "QfnLogger/Check.h"
 #include "QfnObject/GUIDClass.h"
 #include "QfnParser/model/OMStoredNodeIterator.h"
+#include "QfnUtils/DeepWalk.h"
 #include "QfnUtils/PoolAllocator.h"
 #include "QfnUtils/Utils.h"
 
@@ -20,6 +21,47 @@ OMStored::OMStored()
 OMStored::~OMStored()
 {
     --fOMStoredCount;
+    releaseContainers();
+}
+
+// The containers this node was the last to hold are let go here, and the members that are
+// containers themselves one after another from a list, never one inside the other's destructor:
+// a structure nested any depth deep is destroyed on a flat stack.
+void OMStored::releaseContainerMembers() noexcept
+{
+    thread_local std::vector<std::shared_ptr<IOMNode>> pending;
+    thread_local bool isDraining = false;
+    bool drainsHere = false;
+    try {
+        auto defer = [](std::shared_ptr<IOMNode>& member) {
+            if (!member || member.use_count() != 1) return;
+            const OMStored* stored = member->asStored();
+            if (stored && (stored->fArray || stored->fMap)) pending.push_back(std::move(member));
+        };
+        if (fArray && fArray.use_count() == 1) {
+            for (auto& member : *fArray)
+                defer(member);
+        }
+        if (fMap && fMap.use_count() == 1) {
+            for (auto& member : *fMap)
+                defer(member.second);
+        }
+        fArray.reset();
+        fMap.reset();
+        if (isDraining) return;
+        isDraining = drainsHere = true;
+        while (!pending.empty()) {
+            std::shared_ptr<IOMNode> next = std::move(pending.back());
+            pending.pop_back();
+        }
+        // A deep structure leaves a long list behind: its room is given back.
+        if (pending.capacity() > kKeptReleaseCapacity) std::vector<std::shared_ptr<IOMNode>>().swap(pending);
+    } catch (...) {
+        // Out of memory for the list: what could not be listed is released the plain way.
+        fArray.reset();
+        fMap.reset();
+    }
+    if (drainsHere) isDraining = false;
 }
 
 namespace {
@@ -181,8 +223,7 @@ void OMStored::discardContent()
     fType = OMType::Undefined;
     fUnion = {};
     fString.clear();
-    fArray.reset();
-    fMap.reset();
+    releaseContainers();
     fExpression.reset();
     fFunctionSignature.reset();
 }
@@ -518,6 +559,8 @@ bool OMStored::setToContainer(const IOMNode& from, uint64_t cloneNestLevel)
                 break;
             }
             if (cloneNestLevel != 0 && cloneNestLevel != kCloneAllLevels) --cloneNestLevel;
+            DeepWalk level;
+            if (!level.canGoOn("copy")) break;
             std::shared_ptr<IOMNode> self;
             if (fIsDataStructure) {
                 ASSIGN(self, weak_from_this().lock());
@@ -548,6 +591,7 @@ bool OMStored::setToContainer(const IOMNode& from, uint64_t cloneNestLevel)
                 else
                     (*fMap)[key] = copy;
             }
+            if (DeepWalk::hasGivenUp()) break;  // said once, where the walk gave up
             SANITY_CHECK(!failed);
             retVal = true;
         } while (false);
@@ -576,6 +620,8 @@ bool OMStored::setIsDataStructure(bool isDataStructure)
             if (isDataStructure) {
                 ASSIGN(self, weak_from_this().lock());
             }
+            DeepWalk level;
+            if (!level.canGoOn("setIsDataStructure")) break;
             // Brings one child under the discipline; replaces it in its slot when it must be copied.
             auto handleChild = [&](std::shared_ptr<IOMNode>& child, const std::string& key) {
                 if (!child) return true;
@@ -601,6 +647,7 @@ bool OMStored::setIsDataStructure(bool isDataStructure)
                     if (failed) break;
                 }
             }
+            if (failed && DeepWalk::hasGivenUp()) break;  // said once, where the walk gave up
             SANITY_CHECK(!failed);
             retVal = true;
         } while (false);

@@ -212,6 +212,9 @@ public:
     // True when storing value into a member of holder would put holder's container inside itself:
     // reference counting cannot free such a ring, and walking it never ends.
     static bool wouldMakeCycle(const IOMNode& holder, const IOMNode& value);
+    // Whether storing value into node would make node a member of itself (node reached through a
+    // reference is a member of value's structure).
+    static bool wouldHoldItself(const IOMNode& node, const IOMNode& value);
 
     // Direct views of the containers, for iteration and for those who share them.
     const std::shared_ptr<OMArray>& getArray() const { return fArray; }
@@ -221,6 +224,15 @@ protected:
     OMStored();
 
 private:
+    static constexpr size_t kKeptReleaseCapacity = 4096;
+    // Lets go of the containers; the walk that keeps deep structures off the stack runs only when
+    // there is a container.
+    void releaseContainers() noexcept
+    {
+        if (fArray || fMap) releaseContainerMembers();
+    }
+    void releaseContainerMembers() noexcept;
+    static bool reaches(const IOMNode& value, const void* targetContainer, const IOMNode* targetNode);
     // A new node given its value by setter; null (and a log line) when the setter fails.
     template <class Setter>
     static std::shared_ptr<OMStored> makeNode(const Setter& setter);

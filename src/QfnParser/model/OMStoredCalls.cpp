@@ -30,17 +30,13 @@ bool OMStored::bindMember(const std::string& attr, const std::shared_ptr<IOMNode
     return retVal;
 }
 
-// A walk over value's containers, each visited once, looking for holder's container.
-bool OMStored::wouldMakeCycle(const IOMNode& holder, const IOMNode& value)
+// A walk over value's containers, each visited once: true when one of them is targetContainer, or
+// holds targetNode itself as a member.
+bool OMStored::reaches(const IOMNode& value, const void* targetContainer, const IOMNode* targetNode)
 {
-    const OMStored* holderStored = holder.asStored();
     const OMStored* valueStored = value.asStored();
-    if (!holderStored || !valueStored) return false;
     // A scalar holds nothing: no walk, and nothing allocated for one.
-    if (!valueStored->fArray && !valueStored->fMap) return false;
-    const void* target = holderStored->fArray ? static_cast<const void*>(holderStored->fArray.get())
-                                              : static_cast<const void*>(holderStored->fMap.get());
-    if (!target) return false;
+    if (!valueStored || (!valueStored->fArray && !valueStored->fMap)) return false;
     std::vector<const OMStored*> pending{valueStored};
     std::unordered_set<const void*> seen;
     while (!pending.empty()) {
@@ -49,9 +45,11 @@ bool OMStored::wouldMakeCycle(const IOMNode& holder, const IOMNode& value)
         const void* container = node->fArray ? static_cast<const void*>(node->fArray.get())
                                              : static_cast<const void*>(node->fMap.get());
         if (!container) continue;
-        if (container == target) return true;
+        if (container == targetContainer) return true;
         if (!seen.insert(container).second) continue;
-        auto visit = [&pending](const std::shared_ptr<IOMNode>& member) {
+        bool holdsTarget = false;
+        auto visit = [&pending, &holdsTarget, targetNode](const std::shared_ptr<IOMNode>& member) {
+            if (targetNode && member.get() == targetNode) holdsTarget = true;
             if (const OMStored* stored = member ? member->asStored() : nullptr) pending.push_back(stored);
         };
         if (node->fArray) {
@@ -61,8 +59,23 @@ bool OMStored::wouldMakeCycle(const IOMNode& holder, const IOMNode& value)
             for (const auto& member : *node->fMap)
                 visit(member.second);
         }
+        if (holdsTarget) return true;
     }
     return false;
+}
+
+bool OMStored::wouldMakeCycle(const IOMNode& holder, const IOMNode& value)
+{
+    const OMStored* holderStored = holder.asStored();
+    if (!holderStored) return false;
+    const void* target = holderStored->fArray ? static_cast<const void*>(holderStored->fArray.get())
+                                              : static_cast<const void*>(holderStored->fMap.get());
+    return target && reaches(value, target, nullptr);
+}
+
+bool OMStored::wouldHoldItself(const IOMNode& node, const IOMNode& value)
+{
+    return reaches(value, nullptr, &node);
 }
 
 // A fresh scope under the caller's holds "this", "arguments", the parameters and the `var`

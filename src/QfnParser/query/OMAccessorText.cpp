@@ -6,6 +6,7 @@
 #include "QfnParser/expressions/OMExpression.h"
 #include "QfnParser/model/OMStored.h"
 #include "QfnParser/query/OMAccessor.h"
+#include "QfnUtils/DeepWalk.h"
 #include "QfnUtils/Utils.h"
 
 namespace Qfn {
@@ -64,6 +65,8 @@ std::string OMAccessor::stringify(const IOMNode& node)
                 retVal = Utils::enquoteString(node.getString(), '"');
                 break;
             case OMType::Array: {
+                DeepWalk level;
+                if (!level.canGoOn("stringify")) break;
                 retVal = "[";
                 bool first = true;
                 for (auto iter = node.getNodeIterator(); iter && !iter->atEnd(); (*iter)++) {
@@ -73,9 +76,12 @@ std::string OMAccessor::stringify(const IOMNode& node)
                     retVal += element ? stringify(*element) : "null";
                 }
                 retVal += "]";
+                if (DeepWalk::hasGivenUp()) retVal.clear();
                 break;
             }
             case OMType::Map: {
+                DeepWalk level;
+                if (!level.canGoOn("stringify")) break;
                 retVal = "{";
                 bool first = true;
                 for (const auto& [key, value] : membersOf(node, true)) {
@@ -84,6 +90,7 @@ std::string OMAccessor::stringify(const IOMNode& node)
                     retVal += Utils::enquoteString(key, '"') + ":" + (value ? stringify(*value) : "null");
                 }
                 retVal += "}";
+                if (DeepWalk::hasGivenUp()) retVal.clear();
                 break;
             }
             case OMType::Expression:
@@ -138,6 +145,8 @@ std::string OMAccessor::toString(const IOMNode& node)
                 retVal = Utils::enquoteString(node.getString(), '"');
                 break;
             case OMType::Array: {
+                DeepWalk level;
+                if (!level.canGoOn("toString")) break;
                 retVal = "[ ";
                 bool first = true;
                 for (auto iter = node.getNodeIterator(); iter && !iter->atEnd(); (*iter)++) {
@@ -147,9 +156,12 @@ std::string OMAccessor::toString(const IOMNode& node)
                     retVal += element ? toString(*element) : "null";
                 }
                 retVal += " ]";
+                if (DeepWalk::hasGivenUp()) retVal.clear();
                 break;
             }
             case OMType::Map: {
+                DeepWalk level;
+                if (!level.canGoOn("toString")) break;
                 retVal = "{";
                 bool first = true;
                 for (const auto& [key, value] : membersOf(node, false)) {
@@ -158,6 +170,7 @@ std::string OMAccessor::toString(const IOMNode& node)
                     retVal += Utils::enquoteString(key, '"') + ":" + (value ? toString(*value) : "null");
                 }
                 retVal += "}";
+                if (DeepWalk::hasGivenUp()) retVal.clear();
                 break;
             }
             case OMType::Expression:

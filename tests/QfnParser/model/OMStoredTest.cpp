@@ -6,13 +6,14 @@
 #include <string>
 #include <vector>
 
-#include "QfnParser/model/FunctionSignature.h"
 #include "QfnParser/expressions/OMExpression.h"
+#include "QfnParser/model/FunctionSignature.h"
 #include "QfnParser/model/OMScope.h"
 #include "QfnParser/model/OMStored.h"
 #include "QfnTask/CallYieldingTask.h"
 #include "QfnTask/YieldingFrame.h"
 #include "support/LogCapture.h"
+#include "support/ScriptRunner.h"
 
 using Qfn::AccessType;
 using Qfn::IOMNode;
@@ -502,4 +503,55 @@ TEST(FunctionSignature, OnlyTheNameMayBeEmpty)
     EXPECT_TRUE(signature->addLocalVariable("v"));
     EXPECT_EQ((std::vector<std::string>{"", "x"}), signature->getParameterList());
     EXPECT_EQ((std::vector<std::string>{"v"}), signature->getLocalVariables());
+}
+
+namespace {
+
+// An array holding an array holding ... depth levels down to an empty one.
+std::shared_ptr<OMStored> nestedArrays(int depth)
+{
+    std::shared_ptr<OMStored> inner = OMStored::arrayFactory();
+    for (int level = 0; level < depth; ++level) {
+        std::shared_ptr<OMStored> outer = OMStored::arrayFactory();
+        outer->push(inner);
+        inner = outer;
+    }
+    return inner;
+}
+
+}  // namespace
+
+TEST(OMStoredDepth, AnyDepthIsDestroyedAndWalksGiveUpWithOneLine)
+{
+    runCounted([] {
+        // Deeper than any stack of this machine could recurse: each walk says so once and fails.
+        std::shared_ptr<OMStored> deep = nestedArrays(300000);
+        std::shared_ptr<OMStored> other = nestedArrays(300000);
+        QfnTest::LogCapture capture(1);
+        EXPECT_EQ(deep->toString(), "");
+        EXPECT_EQ(capture.countContaining("toString: the value is nested too deep"), 1u);
+        EXPECT_EQ(capture.lines().size(), 1u);
+        capture.clear();
+        EXPECT_EQ(deep->clone(Qfn::kCloneAllLevels), nullptr);
+        EXPECT_EQ(capture.countContaining("copy: the value is nested too deep"), 1u);
+        capture.clear();
+        OMStored::binaryOperation(Qfn::BinOp::EQ, *deep, *other);
+        EXPECT_EQ(capture.countContaining("compare: the value is nested too deep"), 1u);
+        // A walk that gave up leaves the next one its whole stack.
+        std::shared_ptr<OMStored> shallow = nestedArrays(3);
+        EXPECT_EQ(shallow->toString(), "[[[[]]]]");
+    });
+}
+
+TEST(OMStoredDepth, AVariableCannotBeStoredInsideItself)
+{
+    runCounted([] {
+        QfnTest::LogCapture capture(1);
+        QfnTest::ScriptResult result = QfnTest::runScript("r = 1; r = reference('r', 'selectarray')");
+        QfnTest::runScript("s = {}; s.t = reference('s', 'selectfirst')", result.scope);
+        // The refused member stays as it was made by the attempt: undefined.
+        EXPECT_EQ(QfnTest::runScript("[r, s]", result.scope).text(), "[1, { \"t\": undefined }]");
+        EXPECT_EQ(capture.countContaining("cannot store a structure inside itself: r"), 1u);
+        EXPECT_EQ(capture.countContaining("cannot store a structure inside itself: s.t"), 1u);
+    });
 }
