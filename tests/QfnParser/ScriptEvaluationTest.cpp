@@ -2,6 +2,7 @@
 // the count of stored nodes where it began.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cmath>
 #include <cstdlib>
 
@@ -249,5 +250,33 @@ TEST_F(ScriptEvaluation, LanguageExamplesWithBuiltIns)
         auto variable = result.variable(example.variable);
         ASSERT_TRUE(variable) << example.script;
         EXPECT_EQ(variable->toString(), example.expected) << example.script;
+    }
+}
+
+// Growing a value step by step costs about the same at every step: doubling the steps about
+// doubles the time. A step that copied what was grown so far would quadruple it.
+TEST(ScriptGrowth, GrowingAStringArrayOrMapTakesLinearTime)
+{
+    const char* patterns[] = {
+        "p = '0123456789abcdef'; p += p; p += p; s = ''; for (i = 0; i < N; ++i) { s += p }; s.length / 64",
+        "p = '0123456789abcdef'; p += p; p += p; s = ''; for (i = 0; i < N; ++i) { s = s + p }; s.length / 64",
+        "a = []; for (i = 0; i < N; ++i) { a.push(i) }; a.length",
+        "a = []; for (i = 0; i < N; ++i) { a[i] = i }; a.length",
+        "m = {}; for (i = 0; i < N; ++i) { m['k' + i] = i }; size(m)",
+    };
+    auto secondsFor = [](std::string script, int steps) {
+        script.replace(script.find('N'), 1, std::to_string(steps));
+        const auto start = std::chrono::steady_clock::now();
+        QfnTest::ScriptResult result = runScript(script);
+        const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        EXPECT_EQ(result.text(), std::to_string(steps)) << script;
+        return seconds;
+    };
+    for (const char* pattern : patterns) {
+        secondsFor(pattern, 1000);  // warm the pools
+        const double small = secondsFor(pattern, 5000);
+        const double large = secondsFor(pattern, 20000);
+        // Linear growth takes about 4 times as long for 4 times the steps; quadratic 16 times.
+        EXPECT_LT(large, 8 * small + 0.05) << pattern << ": " << small << " s, then " << large << " s";
     }
 }

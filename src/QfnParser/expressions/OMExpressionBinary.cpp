@@ -1,6 +1,7 @@
 #include "QfnParser/expressions/OMExpressionBinary.h"
 
 #include "QfnLogger/Check.h"
+#include "QfnParser/expressions/OMExpressionLValueStr.h"
 #include "QfnParser/expressions/OMExpressionSequence.h"
 #include "QfnParser/model/OMNode.h"
 #include "QfnParser/model/OMStored.h"
@@ -463,6 +464,7 @@ bool OMExpressionBinary::getAtOnce(const std::shared_ptr<OMScope>& scope, std::s
         do {
             std::shared_ptr<IOMNode> right;
             if (fBinOp == BinOp::ASSIGN) {
+                if (appendAtOnce(scope, retVal)) return true;
                 if (!OMNode::getResolvedNodeAtOnce(fNode2, scope, HandleReturnValue::KEEP_WRAPPED, right))
                     return false;
                 SANITY_CHECK(right);
@@ -505,6 +507,46 @@ bool OMExpressionBinary::getAtOnce(const std::shared_ptr<OMScope>& scope, std::s
         LOG_THROWS(e);
     }
     retVal.reset();
+    return true;
+}
+
+const OMExpressionBinary* OMExpressionBinary::appendedSum() const
+{
+    if (fAppendedSumKnown) return fAppendedSum;
+    fAppendedSumKnown = true;
+    const std::shared_ptr<OMExpression> target = expressionOf(fNode1);
+    const std::shared_ptr<OMExpression> value = expressionOf(fNode2);
+    const auto* sum = dynamic_cast<const OMExpressionBinary*>(value.get());
+    // Only a name or a member chain: reading it has no effect, so it may be read for the test.
+    if (!sum || sum->fBinOp != BinOp::ADD || !dynamic_cast<const OMExpressionLValueStr*>(target.get()))
+        return nullptr;
+    const std::shared_ptr<OMExpression> left = expressionOf(sum->fNode1);
+    if (left && *left == *target) fAppendedSum = sum;
+    return fAppendedSum;
+}
+
+bool OMExpressionBinary::appendAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal)
+{
+    const OMExpressionBinary* sum = appendedSum();
+    if (!sum) return false;
+    std::shared_ptr<IOMNode> target;
+    if (!OMNode::getResolvedNodeAtOnce(sum->fNode1, scope, HandleReturnValue::UNWRAP, target)) return false;
+    OMStored* stored = target ? target->asPlainStored() : nullptr;
+    if (!stored || !stored->isPlainString()) return false;
+    std::shared_ptr<IOMNode> rest;
+    if (!OMNode::getResolvedNodeAtOnce(sum->fNode2, scope, HandleReturnValue::UNWRAP, rest)) return false;
+    if (!rest || rest->getType() == OMType::Error) {
+        // The sum is an error, stored the general way; rest is not evaluated again.
+        std::shared_ptr<IOMNode> value = OMStored::errorFactory();
+        OMExpression* place = fNode1->getExpression().get();
+        bool isStored = false;
+        if (!value || !place || !place->setAtOnce(scope, value, isStored) || !isStored)
+            LOG_ERROR("binary operation failed");
+        retVal = std::move(value);
+        return true;
+    }
+    stored->appendString(rest->getAsString());
+    retVal = std::move(target);
     return true;
 }
 

@@ -68,6 +68,15 @@ private:
     BinOp fBinOp;
     std::shared_ptr<IOMNode> fNode1;
     std::shared_ptr<IOMNode> fNode2;
+    // `s = s + rest` (and so `s += rest`): the sum whose left operand is this assignment's target,
+    // found once; null for any other assignment.
+    const OMExpressionBinary* appendedSum() const;
+    // Appends rest to a plain string target in place, so that a string grown in a loop costs
+    // amortised constant time per step. False, with nothing done, when the general way must run.
+    bool appendAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal);
+
+    mutable const OMExpressionBinary* fAppendedSum = nullptr;
+    mutable bool fAppendedSumKnown = false;
     mutable std::vector<std::shared_ptr<IOMNode>> fLoopStatements;
     mutable bool fLoopStatementsKnown = false;
 };

@@ -204,6 +204,13 @@ public:
     bool setPermission(const std::string& attr, int mask);
     // A number with nothing else to it (no permissions, not part of a data structure): a copy
     // of it is a fresh node with its value.
+    // A string with nothing else to it, which may grow in place.
+    bool isPlainString() const
+    {
+        return fType == OMType::String && fPermissions.empty() && !fIsDataStructure;
+    }
+    // Appends to a string in place; its capacity grows geometrically.
+    void appendString(const std::string& text) { fString += text; }
     bool isBareNumber() const
     {
         return (fType == OMType::Int || fType == OMType::Float) && fPermissions.empty() && !fIsDataStructure;
