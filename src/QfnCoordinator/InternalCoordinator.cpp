@@ -1,5 +1,8 @@
 #include "QfnCoordinator/InternalCoordinator.h"
 
+#include <cerrno>
+#include <cstring>
+
 #include "QfnCoordinator/CoordinatorHost.h"
 #include "QfnLogger/Check.h"
 #include "QfnParser/model/OMScope.h"
@@ -26,6 +29,7 @@ bool InternalCoordinator::fSingletonReleased = false;
 bool InternalCoordinator::fIsStarted = false;
 bool InternalCoordinator::fIsTerminating = false;
 bool InternalCoordinator::fIsShuttingDown = false;
+int InternalCoordinator::fExitStatus = 0;
 bool InternalCoordinator::fCanTerminate = true;
 bool InternalCoordinator::fIsEmbedded = false;
 int InternalCoordinator::fIsMainCoordinator = 0;
@@ -438,7 +442,9 @@ std::shared_ptr<InputStream> InternalCoordinator::inputStreamFactory()
             if (!fScriptFilePath.empty()) {
                 FILE* file = std::fopen(fScriptFilePath.c_str(), "rb");
                 if (!file) {
-                    LOG_ERROR(Utils::stringWithFormat("cannot open %s", fScriptFilePath.c_str()));
+                    LOG_ERROR(Utils::stringWithFormat("cannot open %s: %s", fScriptFilePath.c_str(),
+                                                      std::strerror(errno)));
+                    setExitStatus(1);
                     break;
                 }
                 retVal = InputStreamFile::factory(file, true);

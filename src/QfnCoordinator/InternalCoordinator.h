@@ -14,6 +14,7 @@
 
 #include "QfnParser/model/AccessType.h"
 #include "QfnService/Service_abstract.h"
+#include "QfnUtils/Version.h"
 
 namespace Qfn {
 
@@ -92,6 +93,13 @@ public:
     // Serves the coordinator thread's first hold of the sleep mutex, taken before the loop starts.
     static void noteSleepLockHeldByThisThread();
 
+    // What the process ends with: 2 after a command-line mistake, 1 when a script run had a
+    // statement that did not parse or could not read its script, else 0. The worst one stays.
+    static int getExitStatus() { return fExitStatus; }
+    static void setExitStatus(int status)
+    {
+        if (status > fExitStatus) fExitStatus = status;
+    }
     static bool isTerminatingAndIdle();
     static bool isTerminating();
     static bool isShuttingDown() { return fIsShuttingDown; }
@@ -237,8 +245,8 @@ public:
     // Ends the process once the console's script has ended, unless it serves on (-s).
     bool checkConsoleCompletion();
 
-    static constexpr const char* kVersion = "0.1.1";
-    static constexpr int kBuildNumber = 1;
+    static constexpr const char* kVersion = Version::kText;
+    static constexpr int kBuildNumber = Version::kBuild;
 
 private:
     InternalCoordinator() = default;
@@ -264,6 +272,7 @@ private:
     static bool fIsStarted;
     static bool fIsTerminating;
     static bool fIsShuttingDown;
+    static int fExitStatus;
     static bool fCanTerminate;
     static bool fIsEmbedded;
     static bool fQuillfernThreadIdIsSet;

@@ -107,7 +107,8 @@ std::string InternalCoordinator::resolveUrlAlias(const std::string& url)
     return found == fUrlAliases.end() ? url : found->second;
 }
 
-bool InternalCoordinator::registerCoordinatorAlias(const std::string& alias, const std::string& coordinatorName)
+bool InternalCoordinator::registerCoordinatorAlias(const std::string& alias,
+                                                   const std::string& coordinatorName)
 {
     fCoordinatorAliases[aliasKey(alias)] = coordinatorName;
     return true;

@@ -1,7 +1,10 @@
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <map>
 
 #include "QfnCoordinator/InternalCoordinator.h"
@@ -23,6 +26,28 @@ namespace Qfn {
 namespace {
 
 // Switches that take one argument; every other switch takes none.
+// The exit status of a command line that cannot be run.
+constexpr int kCommandLineMistake = 2;
+
+// Whether path names a file this process can read; reason says why not.
+bool isReadableFile(const std::string& path, std::string& reason)
+{
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0) {
+        reason = std::strerror(errno);
+        return false;
+    }
+    if (!S_ISREG(info.st_mode)) {
+        reason = "not a regular file";
+        return false;
+    }
+    if (::access(path.c_str(), R_OK) != 0) {
+        reason = std::strerror(errno);
+        return false;
+    }
+    return true;
+}
+
 bool takesArgument(char switchChar)
 {
     static const std::string kWithArgument = "DFNPcefnopqrtw";
@@ -209,6 +234,10 @@ bool InternalCoordinator::startConsoleTask(std::shared_ptr<InputStream> stream, 
 bool InternalCoordinator::checkConsoleCompletion()
 {
     if (!fConsoleTask || !fConsoleTask->getIsTaskCompleted()) return true;
+    // A script run (a file or standard input, not the console) with a statement that did not
+    // parse ends with status 1.
+    auto* script = dynamic_cast<ParseAndEvalStreamTask*>(fConsoleTask.get());
+    if (script && !fIsConsoleTaskInteractive && script->getStatementsNotParsed() > 0) setExitStatus(1);
     fConsoleTask.reset();
     if (fIsInteractive && !fIsConsoleTaskInteractive && !isTerminating()) {
         return startConsoleTask(InputStreamConsole::factory(), true);
@@ -245,10 +274,15 @@ bool InternalCoordinator::parseCommandLineArgs(int argc, char** argv)
             char pendingSwitch = 0;
             int waitingArguments = 0;
             std::vector<std::string> pendingArguments;
+            bool isHelpAsked = false;
             for (int index = 1; index < argc; ++index) {
                 std::string argument = argv[index] ? argv[index] : "";
                 cmdLine += " " + argument;
                 fLaunchArgs.push_back(argument);
+                if (waitingArguments == 0 && (argument == "-h" || argument == "--help")) {
+                    isHelpAsked = true;
+                    continue;
+                }
                 if (waitingArguments == 0) {
                     if (argument.size() < 2 || argument[0] != '-') continue;
                     pendingSwitch = argument[1];
@@ -259,6 +293,22 @@ bool InternalCoordinator::parseCommandLineArgs(int argc, char** argv)
                     --waitingArguments;
                 }
                 if (waitingArguments == 0) switches[pendingSwitch] = pendingArguments;
+            }
+            if (isHelpAsked) {
+                // The usage and nothing else: the process ends as it does after -v.
+                std::fputs(kUsage, stdout);
+                std::fflush(stdout);
+                fIsTerminating = true;
+                retVal = true;
+                break;
+            }
+            if (waitingArguments > 0) {
+                // The last switch wanted a value that never came.
+                LOG_CHECK_FAILED("SANITY_CHECK", "switchArgs.size() == 1");
+                std::fprintf(stderr, "quillferngw: -%c needs a value\n", pendingSwitch);
+                std::fputs(kUsage, stderr);
+                setExitStatus(kCommandLineMistake);
+                break;
             }
             bool nameApplied = true;
             for (char nameSwitch : {'n', 'N'}) {
@@ -287,7 +337,14 @@ bool InternalCoordinator::parseCommandLineArgs(int argc, char** argv)
                         std::string found = Dirs::resolvePartialFilePath(configIter->second[0]);
                         if (!found.empty()) configFilePath = found;
                     }
-                    if (Dirs::fileExists(configFilePath)) pushConfigFile(configFilePath);
+                    std::string reason;
+                    if (!isReadableFile(configFilePath, reason)) {
+                        LOG_ERROR(Utils::stringWithFormat("cannot read the configuration file %s: %s",
+                                                          configIter->second[0].c_str(), reason.c_str()));
+                        setExitStatus(kCommandLineMistake);
+                        break;
+                    }
+                    pushConfigFile(configFilePath);
                 }
                 switches.erase(configIter);
             }
@@ -374,7 +431,9 @@ bool InternalCoordinator::processCmdLineArg(int switchChar, std::vector<std::str
                 if (candidate.switchChar == switchChar) rule = &candidate;
             if (!rule) {
                 LOG_CHECK_FAILED("SANITY_CHECK", "success");
+                std::fprintf(stderr, "quillferngw: unknown switch -%c\n", static_cast<char>(switchChar));
                 std::fputs(kUsage, stderr);
+                setExitStatus(kCommandLineMistake);
                 break;
             }
             if (switchArgs.size() != rule->argumentCount ||
@@ -382,6 +441,12 @@ bool InternalCoordinator::processCmdLineArg(int switchChar, std::vector<std::str
                 LOG_ERROR(Utils::stringWithFormat(
                     QFN_CHECK_TEXT("SANITY_CHECK", "switchArgs.size() == %zu%s"), rule->argumentCount,
                     rule->isNumeric ? " && Utils::isNumeric(switchArgs[0])" : ""));
+                std::fprintf(stderr, "quillferngw: -%c needs %s\n", rule->switchChar,
+                             rule->isNumeric       ? "a number"
+                             : rule->argumentCount ? "a value"
+                                                   : "no value");
+                std::fputs(kUsage, stderr);
+                setExitStatus(kCommandLineMistake);
                 break;
             }
             rule->apply(switchArgs);

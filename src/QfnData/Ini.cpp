@@ -531,11 +531,11 @@ bool Ini::parse(const std::string& iniStr)
     bool retVal = false;
     try {
         do {
-            fIniStr = iniStr;
+            fIniStr = Utils::withoutByteOrderMark(iniStr);
             fEntries.clear();
             SANITY_CHECK(clearResolvedCache());
             std::string section;
-            for (const std::string& rawLine : Utils::lineStrSplit(iniStr)) {
+            for (const std::string& rawLine : Utils::lineStrSplit(fIniStr)) {
                 const std::string line = Utils::trim(rawLine);
                 // No trailing comments: a '#' after the start of a line belongs to the value.
                 if (line.empty() || line.front() == '#') continue;

@@ -11,6 +11,7 @@
 
 #include "QfnLogger/Check.h"
 #include "QfnLogger/Logger.h"
+#include "QfnUtils/Version.h"
 
 namespace Qfn {
 
@@ -23,7 +24,6 @@ constexpr char kUpperHex[] = "0123456789ABCDEF";
 constexpr char kMonthNames[] = "JanFebMarAprMayJunJulAugSepOctNovDec";
 constexpr size_t kDumpRowLength = 16;
 constexpr unsigned long kMaxCodePoint = 0x10FFFF;
-constexpr uint32_t kVersionMajor = 0, kVersionMinor = 1, kVersionPatch = 1, kVersionBuild = 1;
 
 // Appends the lowest 'digits' nibbles of value, most significant first.
 void appendHex(std::string& out, uint64_t value, size_t digits, const char* alphabet)
@@ -888,7 +888,7 @@ int64_t Utils::getBuildTime()
 
 uint32_t Utils::QuillfernVersionAsUInt32()
 {
-    return kVersionMajor << 24 | kVersionMinor << 16 | kVersionPatch << 8 | kVersionBuild;
+    return Version::kMajor << 24 | Version::kMinor << 16 | Version::kPatch << 8 | Version::kBuild;
 }
 
 std::string Utils::getTimeStamp()

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Qfn {
@@ -50,6 +51,12 @@ public:
     static unsigned long UTF8ToUTF(const char* bytes, size_t& utf8Length);
 
     // Remove blank, tab, line feed and carriage return: from both ends, or everywhere.
+    // The UTF-8 byte order mark, which some editors put at the start of a file; it is skipped there.
+    static constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    static std::string_view withoutByteOrderMark(std::string_view text)
+    {
+        return text.starts_with(kByteOrderMark) ? text.substr(kByteOrderMark.size()) : text;
+    }
     static std::string trim(const std::string& str);
     static std::string despace(const std::string& str);
     static bool startsWith(const std::string& str, const std::string& prefix)

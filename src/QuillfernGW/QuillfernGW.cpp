@@ -121,7 +121,7 @@ int main(int argc, char** argv)
     } catch (std::exception& e) {
         LOG_THROWS(e);
     }
-    return 0;
+    return InternalCoordinator::getExitStatus();
 }
 
 }  // namespace Qfn

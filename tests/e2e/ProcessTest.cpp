@@ -37,7 +37,7 @@ TEST(ProcessSwitches, UnknownSwitchDoesNotStart)
     ProcessRunner process({QFN_BINARY_PATH, "-x"});
     ASSERT_TRUE(process.start());
     ASSERT_TRUE(process.waitForExit(1000ms));
-    EXPECT_EQ(process.exitStatus(), 0);
+    EXPECT_EQ(process.exitStatus(), 2) << "a command-line mistake";
     std::string errors = process.standardError();
     EXPECT_NE(errors.find("SANITY_CHECK failed: 'success' evaluates to false"), std::string::npos) << errors;
     EXPECT_NE(errors.find("usage: quillferngw"), std::string::npos) << errors;

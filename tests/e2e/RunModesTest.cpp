@@ -262,3 +262,61 @@ TEST(RunModes, SlicesShorterThanAnyStatementChangeNothing)
     expectCleanEnd(run);
     EXPECT_EQ(run.standardOutput(), "012012550");
 }
+
+TEST(RunModes, CommandLineMistakesAndExitStatus)
+{
+    struct Run {
+        int status;
+        std::string output;
+        std::string errors;
+    };
+    ProcessRunner folder({QFN_BINARY_PATH});
+    auto run = [](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), QFN_BINARY_PATH);
+        ProcessRunner process(arguments);
+        Run result{-1, "", ""};
+        if (!process.start() || !process.waitForExit(10000ms)) return result;
+        result = {process.exitStatus(), process.standardOutput(), process.standardError()};
+        return result;
+    };
+    for (const char* help : {"-h", "--help"}) {
+        Run shown = run({help});
+        EXPECT_EQ(shown.status, 0) << help;
+        EXPECT_EQ(shown.output.rfind("usage: quillferngw", 0), 0u) << shown.output;
+        EXPECT_NE(shown.output.find("-f FILE"), std::string::npos);
+        EXPECT_EQ(shown.errors, "");
+    }
+    // A command line that cannot be run: status 2, the reason and the usage, nothing runs.
+    std::string script = writeScript(folder, "out.qfl", "output('ran')");
+    Run noValue = run({"-f"});
+    EXPECT_EQ(noValue.status, 2);
+    EXPECT_NE(noValue.errors.find("-f needs a value"), std::string::npos) << noValue.errors;
+    EXPECT_NE(noValue.errors.find("usage: quillferngw"), std::string::npos);
+    Run notNumber = run({"-e", "abc", "-f", script});
+    EXPECT_EQ(notNumber.status, 2);
+    EXPECT_NE(notNumber.errors.find("-e needs a number"), std::string::npos) << notNumber.errors;
+    EXPECT_EQ(notNumber.output, "");
+    Run noConfig = run({"-c", folder.directory() + "/missing.ini", "-f", script});
+    EXPECT_EQ(noConfig.status, 2);
+    EXPECT_NE(noConfig.errors.find("cannot read the configuration file " + folder.directory() +
+                                   "/missing.ini: No such file or directory"),
+              std::string::npos)
+        << noConfig.errors;
+    EXPECT_EQ(noConfig.output, "");
+    // A script run: 1 when a statement did not parse or the script cannot be read, else 0.
+    Run bad = run({"-f", writeScript(folder, "bad.qfl", "output('a');\nb = 1 + * 2\noutput('c')\n")});
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_EQ(bad.output, "ac");
+    Run missing = run({"-f", folder.directory() + "/none.qfl"});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_NE(missing.errors.find("none.qfl: No such file or directory"), std::string::npos) << missing.errors;
+    // A byte order mark opens a script and an ini file without a word.
+    std::string ini = writeScript(folder, "bom.ini", "\xEF\xBB\xBF[config]\nprompt=\"p> \"\n");
+    Run marked = run({"-c", ini, "-f",
+                      writeScript(folder, "bom.qfl", "\xEF\xBB\xBFoutput(sysInfo().version, ' ', 1 + 1)")});
+    EXPECT_EQ(marked.status, 0) << marked.errors;
+    Run version = run({"-v"});
+    EXPECT_EQ(version.status, 0);
+    // -v prints the version with its build number; sysInfo gives the same version.
+    EXPECT_EQ(version.output.substr(0, version.output.find('b')) + " 2", marked.output);
+}

@@ -1,6 +1,7 @@
 #include "QfnParser/streams/InputStreamFile.h"
 
 #include "QfnLogger/Check.h"
+#include "QfnUtils/Utils.h"
 
 namespace Qfn {
 
@@ -10,6 +11,14 @@ std::shared_ptr<InputStreamFile> InputStreamFile::factory(FILE* file, bool ownsF
     try {
         do {
             SANITY_CHECK(file);
+            // A byte order mark at the start of a file is no part of the script (a pipe is read as
+            // it comes).
+            if (std::ftell(file) == 0) {
+                char start[3] = {};
+                const size_t read = std::fread(start, 1, sizeof start, file);
+                const bool hasMark = std::string_view(start, read) == Utils::kByteOrderMark;
+                SANITY_CHECK(std::fseek(file, hasMark ? 3 : 0, SEEK_SET) == 0);
+            }
             retVal.reset(new InputStreamFile(file, ownsFile));
         } while (false);
     } catch (std::exception& e) {

@@ -6,6 +6,7 @@
 #include "QfnParser/streams/IOStreamPrompted.h"
 #include "QfnParser/streams/InputStream.h"
 #include "QfnParser/syntax/OMStoredParserLexer.h"
+#include "QfnParser/tasks/script/ParseAndEvalStreamTask.h"
 #include "QfnTask/YieldingFrame.h"
 
 namespace Qfn {
@@ -229,6 +230,8 @@ void OMStored::parseAndEvalStream_yielding(const std::shared_ptr<Task>& task, bo
                     task->updateParsingNestLevel(-1);
                     if (!s.parsed || s.stream->getPos() == s.startPos) {
                         LOG_ERROR("parsing failed");
+                        if (auto* loop = dynamic_cast<ParseAndEvalStreamTask*>(task.get()))
+                            loop->noteStatementNotParsed();
                         s.node = nullptr;
                         s.fState = DROP_LINE;
                         break;

@@ -9,6 +9,7 @@
 #include "QfnParser/model/OMStored.h"
 #include "QfnParser/tasks/script/ParseTask.h"
 #include "QfnTask/YieldingFrame.h"
+#include "QfnUtils/Utils.h"
 
 namespace Qfn {
 
@@ -41,7 +42,8 @@ void OMStored::evalScript_yielding(const std::shared_ptr<Task>& task, std::share
                     std::ostringstream text;
                     text << file.rdbuf();
                     ASSIGN(s.script, OMStored::undefinedFactory());
-                    if (!ParseTask::call(s.script, text.str())) break;
+                    if (!ParseTask::call(s.script, std::string(Utils::withoutByteOrderMark(text.str()))))
+                        break;
                     SANITY_CHECK(scope->pushScriptFilePath(scriptFilePath));
                     s.fState = EVALUATE;
                     break;

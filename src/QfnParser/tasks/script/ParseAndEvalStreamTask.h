@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "QfnParser/Forward.h"
@@ -18,6 +19,9 @@ public:
     void timeslice() override;
     // Also ends the stream, so that a script waiting at the console stops.
     void exit() override;
+    // How many statements of the stream did not parse (and were skipped).
+    uint64_t getStatementsNotParsed() const { return fStatementsNotParsed; }
+    void noteStatementNotParsed() { ++fStatementsNotParsed; }
 
 private:
     ParseAndEvalStreamTask(std::shared_ptr<OMStored> stored, std::shared_ptr<OMScope> scope,
@@ -25,6 +29,7 @@ private:
 
     std::shared_ptr<OMStored> fStored;
     std::shared_ptr<OMScope> fScope;
+    uint64_t fStatementsNotParsed = 0;
 };
 
 }  // namespace Qfn
