@@ -34,6 +34,26 @@ std::string fullCoordinatorName(const std::string& name)
     return Utils::startsWith(resolved, kNamePrefix) ? resolved : kNamePrefix + resolved;
 }
 
+// Whether text reads as a whole number, with a sign or without.
+bool isIntText(const std::string& text)
+{
+    return Utils::isNumeric(!text.empty() && (text[0] == '-' || text[0] == '+') ? text.substr(1) : text);
+}
+
+// Whether text reads as a truth value: true/false, y/n, t/f in any case, or a number.
+bool isBoolText(const std::string& text)
+{
+    const std::string lower = Utils::toLowerCase(text);
+    return lower == "true" || lower == "false" || lower == "y" || lower == "n" || lower == "t" ||
+           lower == "f" || isIntText(text);
+}
+
+void warnOfWrongKind(const char* key, const std::string& text, const char* kind, const std::string& kept)
+{
+    LOG_WARNING(Utils::stringWithFormat("configuration key %s: \"%s\" is not %s; %s is kept", key,
+                                        text.c_str(), kind, kept.c_str()));
+}
+
 }  // namespace
 
 const std::string& InternalCoordinator::getQuillfernNodeIniSuffix()
@@ -271,11 +291,19 @@ bool InternalCoordinator::readConfigSettings()
     bool retVal = false;
     try {
         do {
+            // A value of the wrong kind is named in a warning, and the value so far is kept.
             auto readInt = [](const char* key, int64_t& value) {
-                value = Utils::toOMInt(getEntryFromConfigStack("config", key, std::to_string(value)));
+                const std::string text = getEntryFromConfigStack("config", key, std::to_string(value));
+                if (isIntText(text))
+                    value = Utils::toOMInt(text);
+                else
+                    warnOfWrongKind(key, text, "a number", std::to_string(value));
             };
             auto readBool = [](const char* key, bool value) {
-                return Utils::toBool(getEntryFromConfigStack("config", key, boolText(value)));
+                const std::string text = getEntryFromConfigStack("config", key, boolText(value));
+                if (isBoolText(text)) return Utils::toBool(text);
+                warnOfWrongKind(key, text, "true or false", boolText(value));
+                return value;
             };
             auto readText = [](const char* key, std::string& value) {
                 value = getEntryFromConfigStack("config", key, value);

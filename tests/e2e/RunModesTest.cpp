@@ -47,8 +47,8 @@ TEST(RunModes, ScriptFilePrintsExactlyWhatItOutputs)
                 "x = 1 + 2\noutput('x=', x, '\\n');\nfunction f(n) { return n * 2 }\noutput(f(21));\n"
                 "output(scriptFilePath().pathSegmentFromRight(0))");
     // A relative path is taken from the working directory: run the binary from the process folder.
-    ProcessRunner inFolder({"/bin/sh", "-c", std::string("cd \"$0\" && exec \"$1\" -f script.qfl"), process.directory(),
-                            QFN_BINARY_PATH});
+    ProcessRunner inFolder({"/bin/sh", "-c", std::string("cd \"$0\" && exec \"$1\" -f script.qfl"),
+                            process.directory(), QFN_BINARY_PATH});
     ASSERT_TRUE(inFolder.start());
     expectCleanEnd(inFolder);
     EXPECT_EQ(inFolder.standardOutput(), "x=3\n42script.qfl");
@@ -91,7 +91,9 @@ TEST(RunModes, InteractivePromptOnATerminal)
     ASSERT_TRUE(process.waitForTerminal("qf> ", 10000ms)) << process.terminalOutput();
     size_t mark = process.terminalOutput().size();
     // Typed keys are echoed; a backspace erases the 9.
-    ASSERT_TRUE(process.typeKeys("x = 49\x7f" "2\r"));
+    ASSERT_TRUE(
+        process.typeKeys("x = 49\x7f"
+                         "2\r"));
     ASSERT_TRUE(process.waitForTerminal("42", 5000ms, mark)) << process.terminalOutput();
     EXPECT_NE(process.terminalOutput().find("x = 4", mark), std::string::npos);
     mark = process.terminalOutput().size();
@@ -133,7 +135,8 @@ TEST(RunModes, AScriptFileThenThePromptWithI)
 TEST(RunModes, StartupScriptRunsBeforeServing)
 {
     ProcessRunner process({QFN_BINARY_PATH, "-F", "placeholder"});
-    std::string path = writeScript(process, "startup.qfl", "output('started ' + scriptFilePath().length + '\\n');");
+    std::string path =
+        writeScript(process, "startup.qfl", "output('started ' + scriptFilePath().length + '\\n');");
     ProcessRunner serving({QFN_BINARY_PATH, "-F", path});
     ASSERT_TRUE(serving.start());
     ASSERT_TRUE(ProcessRunner::waitFor([&] { return serving.catchesSignal(SIGTERM); }, 10000ms));
@@ -164,8 +167,9 @@ TEST(SessionData, ASecondProcessOfTheSameNameRefusesToStart)
     second.addEnvironment("XDG_DATA_HOME=" + first.dataDirectory());
     ASSERT_TRUE(second.start());
     ASSERT_TRUE(second.waitForExit(10000ms));
-    EXPECT_NE(second.standardError().find("processId == 0 || ! Process::isRunning(processId, fCoordinatorName)"),
-              std::string::npos)
+    EXPECT_NE(
+        second.standardError().find("processId == 0 || ! Process::isRunning(processId, fCoordinatorName)"),
+        std::string::npos)
         << second.standardError();
     EXPECT_FALSE(first.waitForExit(0ms)) << "the first one serves on";
     ASSERT_TRUE(first.sendSignal(SIGTERM));
@@ -180,9 +184,10 @@ TEST(SessionData, TheMainCoordinatorEndsWhenItsPidFileIsTaken)
     ASSERT_TRUE(ProcessRunner::waitFor([&] { return std::filesystem::exists(pidFile); }, 10000ms));
     std::remove(pidFile.c_str());
     ASSERT_TRUE(process.waitForExit(10000ms));
-    EXPECT_NE(process.standardError().find("published pid has changed; another coordinator node has taken over. "
-                                           "Terminating"),
-              std::string::npos)
+    EXPECT_NE(
+        process.standardError().find("published pid has changed; another coordinator node has taken over. "
+                                     "Terminating"),
+        std::string::npos)
         << process.standardError();
 }
 
@@ -215,19 +220,20 @@ TEST(Configuration, ConfigIniAndTheCFileWithSectionsAndPlaceholders)
     std::ofstream(process.directory() + "/extra.ini") << "[config.net.quillfern.coordinator.*]\n"
                                                          "defaultTimeoutMicroseconds=7000\n"
                                                          "[config]\nprompt=\"${HOME_DIR}>\"\n";
-    process.setStandardInput("s = sysInfo(); output(s.remoteTimeoutMicroseconds, ' ', s.defaultTimeoutMicroseconds, ' ',"
-                             " s.consoleEcho, ' ', s.prompt, ' ', s.ini.length);");
+    process.setStandardInput(
+        "s = sysInfo(); output(s.remoteTimeoutMicroseconds, ' ', s.defaultTimeoutMicroseconds, ' ',"
+        " s.consoleEcho, ' ', s.prompt, ' ', s.ini.length);");
     // The -c file is found from the working directory.
-    ProcessRunner inFolder({"/bin/sh", "-c", "cd \"$0\" && exec \"$@\"", process.directory(), QFN_BINARY_PATH, "-c",
-                            "extra.ini", "-f", "-"});
+    ProcessRunner inFolder({"/bin/sh", "-c", "cd \"$0\" && exec \"$@\"", process.directory(), QFN_BINARY_PATH,
+                            "-c", "extra.ini", "-f", "-"});
     inFolder.addEnvironment("HOME=" + process.homeDirectory());
     inFolder.addEnvironment("XDG_DATA_HOME=" + process.dataDirectory());
-    inFolder.setStandardInput("s = sysInfo(); output(s.remoteTimeoutMicroseconds, ' ', s.defaultTimeoutMicroseconds, ' ',"
-                              " s.consoleEcho, ' ', s.prompt, ' ', s.ini.length);");
+    inFolder.setStandardInput(
+        "s = sysInfo(); output(s.remoteTimeoutMicroseconds, ' ', s.defaultTimeoutMicroseconds, ' ',"
+        " s.consoleEcho, ' ', s.prompt, ' ', s.ini.length);");
     ASSERT_TRUE(inFolder.start());
     expectCleanEnd(inFolder);
-    EXPECT_EQ(inFolder.standardOutput(),
-              "3000 7000 1 \"" + process.homeDirectory() + "/>\" 2");
+    EXPECT_EQ(inFolder.standardOutput(), "3000 7000 1 \"" + process.homeDirectory() + "/>\" 2");
 }
 
 TEST(Examples, EveryExampleRunsToACleanEnd)
@@ -250,13 +256,13 @@ TEST(RunModes, SlicesShorterThanAnyStatementChangeNothing)
     // A budget of one microsecond ends a slice inside every statement: completions, child tasks and
     // parseScript's own tasks then meet at every possible point.
     ProcessRunner process({QFN_BINARY_PATH, "-c", "tiny.ini", "-f", "script.qfl"});
-    std::string ini = writeScript(process, "tiny.ini", "[config]\ninternalCoordinatorTimesliceMicroseconds=1\n");
-    std::string script = writeScript(
-        process, "script.qfl",
-        "for (i = 0; i < 3; ++i) { output(i) }\n"
-        "for (k = 0; k < 3; ++k) { parseScript('a = k; output(a)') }\n"
-        "n = 0; for (;;) { if (++n > 4) { break } }; output(n)\n"
-        "function s(n) { return n == 0 ? 0 : 1 + s(n - 1) }\noutput(s(50))\n");
+    std::string ini =
+        writeScript(process, "tiny.ini", "[config]\ninternalCoordinatorTimesliceMicroseconds=1\n");
+    std::string script = writeScript(process, "script.qfl",
+                                     "for (i = 0; i < 3; ++i) { output(i) }\n"
+                                     "for (k = 0; k < 3; ++k) { parseScript('a = k; output(a)') }\n"
+                                     "n = 0; for (;;) { if (++n > 4) { break } }; output(n)\n"
+                                     "function s(n) { return n == 0 ? 0 : 1 + s(n - 1) }\noutput(s(50))\n");
     ProcessRunner run({QFN_BINARY_PATH, "-c", ini, "-f", script});
     ASSERT_TRUE(run.start());
     expectCleanEnd(run);
@@ -309,12 +315,24 @@ TEST(RunModes, CommandLineMistakesAndExitStatus)
     EXPECT_EQ(bad.output, "ac");
     Run missing = run({"-f", folder.directory() + "/none.qfl"});
     EXPECT_EQ(missing.status, 1);
-    EXPECT_NE(missing.errors.find("none.qfl: No such file or directory"), std::string::npos) << missing.errors;
+    EXPECT_NE(missing.errors.find("none.qfl: No such file or directory"), std::string::npos)
+        << missing.errors;
     // A byte order mark opens a script and an ini file without a word.
     std::string ini = writeScript(folder, "bom.ini", "\xEF\xBB\xBF[config]\nprompt=\"p> \"\n");
     Run marked = run({"-c", ini, "-f",
                       writeScript(folder, "bom.qfl", "\xEF\xBB\xBFoutput(sysInfo().version, ' ', 1 + 1)")});
     EXPECT_EQ(marked.status, 0) << marked.errors;
+    // A configuration value of the wrong kind is named in a warning; the default stays.
+    Run wrongKinds = run({"-c", writeScript(folder, "kinds.ini", "[config]\nlogLevel=abc\nisServer=maybe\n"),
+                          "-f", writeScript(folder, "level.qfl", "output(sysInfo().logLevel)")});
+    EXPECT_EQ(wrongKinds.status, 0);
+    EXPECT_EQ(wrongKinds.output, "2");
+    EXPECT_NE(wrongKinds.errors.find("configuration key logLevel: \"abc\" is not a number; 2 is kept"),
+              std::string::npos)
+        << wrongKinds.errors;
+    EXPECT_NE(wrongKinds.errors.find("configuration key isServer: \"maybe\" is not true or false; 0 is kept"),
+              std::string::npos);
+    EXPECT_EQ(wrongKinds.errors.find("throws"), std::string::npos) << wrongKinds.errors;
     Run version = run({"-v"});
     EXPECT_EQ(version.status, 0);
     // -v prints the version with its build number; sysInfo gives the same version.
