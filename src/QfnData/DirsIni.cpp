@@ -18,6 +18,11 @@ std::shared_ptr<Ini> Dirs::readIni(const std::string& iniFilePath)
                 break;
             }
             retVal = Ini::factory(text);
+            if (!retVal) break;
+            for (const auto& [lineNumber, line] : retVal->getMalformedLines())
+                LOG_WARNING(Utils::stringWithFormat(
+                    "%s:%llu: neither a [section], a key=value entry nor a # comment: %s",
+                    iniFilePath.c_str(), static_cast<unsigned long long>(lineNumber), line.c_str()));
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);

@@ -533,9 +533,12 @@ bool Ini::parse(const std::string& iniStr)
         do {
             fIniStr = Utils::withoutByteOrderMark(iniStr);
             fEntries.clear();
+            fMalformedLines.clear();
             SANITY_CHECK(clearResolvedCache());
             std::string section;
+            uint64_t lineNumber = 0;
             for (const std::string& rawLine : Utils::lineStrSplit(fIniStr)) {
+                ++lineNumber;
                 const std::string line = Utils::trim(rawLine);
                 // No trailing comments: a '#' after the start of a line belongs to the value.
                 if (line.empty() || line.front() == '#') continue;
@@ -544,7 +547,10 @@ bool Ini::parse(const std::string& iniStr)
                     continue;
                 }
                 const size_t equalsPos = line.find('=');
-                if (equalsPos == std::string::npos) continue;
+                if (equalsPos == std::string::npos || Utils::trim(line.substr(0, equalsPos)).empty()) {
+                    fMalformedLines.emplace_back(lineNumber, line);
+                    continue;
+                }
                 fEntries[section][Utils::trim(line.substr(0, equalsPos))] =
                     IniEntry(Utils::trim(line.substr(equalsPos + 1)));
             }

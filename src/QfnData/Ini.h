@@ -123,8 +123,13 @@ public:
     // Equal hashes.
     virtual bool operator==(const Ini& other) const;
 
+    // The lines of the last parse that were no section, entry or comment, with their numbers from 1;
+    // they are skipped, and whoever knows the file's name warns of them.
+    const std::vector<std::pair<uint64_t, std::string>>& getMalformedLines() const { return fMalformedLines; }
+
 private:
     static std::string fNodeIniSuffix;
+    std::vector<std::pair<uint64_t, std::string>> fMalformedLines;
     using Section = std::map<std::string, IniEntry>;
 
     // The entry the lookups find: node variant, platform variant, plain key, then the parent's.

@@ -321,3 +321,12 @@ TEST(IniCanonicalText, ToStringRoundTripsWithTheSameHash)
     right.setEntry("a", "bc", "v");
     EXPECT_NE(left.hash(), right.hash());
 }
+
+TEST(IniMalformedLines, AreSkippedAndReportedWithTheirNumbers)
+{
+    Qfn::Ini ini("\xEF\xBB\xBF[s]\r\nk=v\n\nno equals sign\n= no key\n# comment\n[t]\nx = 1\n");
+    EXPECT_EQ(ini.getResolvedEntry("s", "k", ""), "v") << "the byte order mark is no part of the section";
+    EXPECT_EQ(ini.getResolvedEntry("t", "x", ""), "1");
+    const std::vector<std::pair<uint64_t, std::string>> expected = {{4, "no equals sign"}, {5, "= no key"}};
+    EXPECT_EQ(ini.getMalformedLines(), expected);
+}

@@ -333,6 +333,14 @@ TEST(RunModes, CommandLineMistakesAndExitStatus)
     EXPECT_NE(wrongKinds.errors.find("configuration key isServer: \"maybe\" is not true or false; 0 is kept"),
               std::string::npos);
     EXPECT_EQ(wrongKinds.errors.find("throws"), std::string::npos) << wrongKinds.errors;
+    // A line of an ini file that is nothing the format knows is a warning with its place.
+    Run malformed = run({"-c", writeScript(folder, "lines.ini", "[config]\n\nnot an entry\n"), "-f", script});
+    EXPECT_EQ(malformed.status, 0);
+    EXPECT_EQ(malformed.output, "ran");
+    EXPECT_NE(malformed.errors.find(
+                  "lines.ini:3: neither a [section], a key=value entry nor a # comment: not an entry"),
+              std::string::npos)
+        << malformed.errors;
     Run version = run({"-v"});
     EXPECT_EQ(version.status, 0);
     // -v prints the version with its build number; sysInfo gives the same version.
