@@ -346,3 +346,17 @@ TEST(RunModes, CommandLineMistakesAndExitStatus)
     // -v prints the version with its build number; sysInfo gives the same version.
     EXPECT_EQ(version.output.substr(0, version.output.find('b')) + " 2", marked.output);
 }
+
+TEST(RunModes, StdInOfAScriptFileReadsTheProcesssStandardInput)
+{
+    ProcessRunner process({QFN_BINARY_PATH, "-f", "placeholder"});
+    std::string script = writeScript(process, "read.qfl",
+                                     "a = stdIn(); output('1:', a, ';'); b = stdIn(); output('2:', b, ';')\n"
+                                     "c = stdIn(); output('3:', typeof(c))\n");
+    ProcessRunner run({QFN_BINARY_PATH, "-f", script});
+    run.setStandardInput("first line\nsecond\n");
+    ASSERT_TRUE(run.start());
+    expectCleanEnd(run);
+    // Not the rest of the script: the lines given on standard input, then nothing.
+    EXPECT_EQ(run.standardOutput(), "1:first line;2:second;3:undefined");
+}

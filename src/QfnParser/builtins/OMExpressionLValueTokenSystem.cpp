@@ -10,6 +10,8 @@
 #include "QfnParser/model/OMStored.h"
 #include "QfnParser/query/OMAccessor.h"
 #include "QfnParser/streams/IOStreamPrompted.h"
+#include "QfnParser/streams/InputStreamFile.h"
+#include "QfnParser/streams/InputStreamStdIn.h"
 #include "QfnTask/YieldingFrame.h"
 #include "QfnUtils/Clock.h"
 #include "QfnUtils/Utils.h"
@@ -208,6 +210,17 @@ void OMExpressionLValueToken::ftn_output_yielding(const std::shared_ptr<Task>& t
 
 // One line of the task's input, without its line end; Undefined at the end of input. A line
 // that is not complete yet is waited for.
+namespace {
+
+// One stream for the process's standard input, so that each stdIn() goes on where the last stopped.
+const std::shared_ptr<InputStream>& processStandardInput()
+{
+    static const std::shared_ptr<InputStream> stream = InputStreamStdIn::factory();
+    return stream;
+}
+
+}  // namespace
+
 void OMExpressionLValueToken::ftn_stdIn_yielding(const std::shared_ptr<Task>& task,
                                                  std::shared_ptr<IOMNode>& retVal, AccessType,
                                                  const std::shared_ptr<OMScope>&,
@@ -233,6 +246,10 @@ void OMExpressionLValueToken::ftn_stdIn_yielding(const std::shared_ptr<Task>& ta
                     s.fState = kFinished;
                     ASSIGN(retVal, OMStored::undefinedFactory());
                     ASSIGN(s.inputStream, task->getInputStream());
+                    // A script read from a file reads the process's standard input, not its own rest.
+                    if (std::dynamic_pointer_cast<InputStreamFile>(s.inputStream)) {
+                        ASSIGN(s.inputStream, processStandardInput());
+                    }
                     s.prompted = std::dynamic_pointer_cast<IOStreamPrompted>(s.inputStream);
                     s.fState = s.prompted ? READ_PROMPTED_LINE : READ_CHAR;
                     break;

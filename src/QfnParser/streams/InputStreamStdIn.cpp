@@ -1,10 +1,19 @@
 #include "QfnParser/streams/InputStreamStdIn.h"
 
-#include <cstdio>
+#include <poll.h>
+#include <unistd.h>
+
+#include <cerrno>
 
 #include "QfnLogger/Check.h"
 
 namespace Qfn {
+
+namespace {
+
+constexpr size_t kReadSize = 4096;
+
+}  // namespace
 
 std::shared_ptr<InputStreamStdIn> InputStreamStdIn::factory()
 {
@@ -19,24 +28,46 @@ std::shared_ptr<InputStreamStdIn> InputStreamStdIn::factory()
 
 int InputStreamStdIn::getChar()
 {
-    if (fIsAtEOF) return kEndOfInput;
-    if (fPendingChar == kNothingYet) {
-        int c = std::getchar();
-        if (c < 0) {
-            fPendingChar = kEndOfInput;
-            setEOF();
-        } else {
-            fPendingChar = c;
-        }
+    int retVal = kEndOfInput;
+    try {
+        do {
+            if (fIsAtEOF) break;
+            if (fNext < fBuffer.size()) {
+                retVal = static_cast<unsigned char>(fBuffer[fNext]);
+                break;
+            }
+            // Nothing buffered: take what standard input holds now, without waiting for more.
+            struct pollfd entry = {STDIN_FILENO, POLLIN, 0};
+            const int ready = ::poll(&entry, 1, 0);
+            if (ready == 0 || (ready < 0 && errno == EINTR)) {
+                retVal = kNothingYet;
+                break;
+            }
+            char chunk[kReadSize];
+            const ssize_t count = ready > 0 ? ::read(STDIN_FILENO, chunk, sizeof chunk) : -1;
+            if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
+                retVal = kNothingYet;
+                break;
+            }
+            if (count <= 0) {
+                setEOF();
+                break;
+            }
+            fBuffer.assign(chunk, static_cast<size_t>(count));
+            fNext = 0;
+            retVal = static_cast<unsigned char>(fBuffer[0]);
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
     }
-    return fPendingChar;
+    return retVal;
 }
 
 bool InputStreamStdIn::advance()
 {
-    if (fPendingChar >= 0) {
+    if (fNext < fBuffer.size()) {
+        ++fNext;
         ++fPos;
-        fPendingChar = kNothingYet;
     }
     return true;
 }

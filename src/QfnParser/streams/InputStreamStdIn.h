@@ -1,10 +1,13 @@
 #pragma once
 
+#include <string>
+
 #include "QfnParser/streams/InputStream.h"
 
 namespace Qfn {
 
-// Standard input read with blocking reads: meant for piped input, where waiting is accepted.
+// Standard input, read as it comes and never waited for: with nothing there yet a read answers
+// "nothing yet", so that the coordinator's thread goes on serving.
 class InputStreamStdIn : public InputStream {
 public:
     static std::shared_ptr<InputStreamStdIn> factory();
@@ -19,7 +22,9 @@ public:
 private:
     InputStreamStdIn() = default;
 
-    int fPendingChar = kNothingYet;
+    // What the last read brought and how far it has been taken.
+    std::string fBuffer;
+    size_t fNext = 0;
     uint64_t fPos = 0;
 };
 
