@@ -63,6 +63,17 @@ TEST(RunModes, ABadStatementIsReportedAndTheScriptGoesOn)
     ASSERT_TRUE(run.waitForExit(10000ms));
     EXPECT_EQ(run.standardOutput(), "ac");
     EXPECT_NE(run.standardError().find("parsing failed"), std::string::npos) << run.standardError();
+    // For people: where, what, the line and a caret under the place.
+    EXPECT_NE(run.standardError().find(path + ":2:9: unexpected character\nb = 1 + * 2\n        ^\n"),
+              std::string::npos)
+        << run.standardError();
+    ProcessRunner typed({QFN_BINARY_PATH, "-I"});
+    typed.setStandardInput("a = 1\n\nif (a { 2 }\n");
+    ASSERT_TRUE(typed.start());
+    ASSERT_TRUE(typed.waitForExit(10000ms));
+    EXPECT_NE(typed.standardError().find("<stdin>:3:7: expected closing ')'\nif (a { 2 }\n      ^\n"),
+              std::string::npos)
+        << typed.standardError();
 }
 
 TEST(RunModes, StandardInputAsAScript)

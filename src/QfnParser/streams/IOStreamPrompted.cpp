@@ -196,6 +196,7 @@ void IOStreamPrompted::readLine_yielding(const std::shared_ptr<Task>& task, std:
                     s.isConsole = dynamic_cast<InputStreamConsole*>(fNestedInputStream.get()) != nullptr;
                     fLineOffset += fLine.size();
                     fLine.clear();
+                    ++fLinesRead;
                     fReadIdx = 0;
                     fIsAtLineStart = true;
                     s.fState = PROMPT;
@@ -291,6 +292,13 @@ void IOStreamPrompted::getChar_yielding(const std::shared_ptr<Task>& task, int& 
     } catch (std::exception& e) {
         LOG_THROWS(e);
     }
+}
+
+bool IOStreamPrompted::locate(uint64_t pos, SourceLine& where)
+{
+    if (pos < fLineOffset || !locateIn(fLine, pos - fLineOffset, where)) return false;
+    where.line = fLinesRead + where.line - 1;
+    return true;
 }
 
 }  // namespace Qfn

@@ -21,6 +21,8 @@ public:
     bool flush() override;
     int getChar() override;
     uint64_t getPos() override { return fLineOffset + fReadIdx; }
+    // Only a position within the line being read can be told.
+    bool locate(uint64_t pos, SourceLine& where) override;
     bool setPos(uint64_t pos) override;
     bool write(const std::string& text) override;
 
@@ -49,6 +51,8 @@ private:
     std::shared_ptr<OutputStream> fNestedOutputStream;
     std::string fLine;
     uint64_t fLineOffset = 0;
+    // The number of the line being read, from 1.
+    uint64_t fLinesRead = 0;
     uint64_t fReadIdx = 0;
     bool fIsAtLineStart = true;
     bool fIsPromptShown = false;

@@ -1,11 +1,32 @@
 #include "QfnParser/streams/InputStream.h"
 
+#include <algorithm>
+
 #include "QfnLogger/Check.h"
 #include "QfnTask/YieldingFrame.h"
 
 namespace Qfn {
 
 InputStream::~InputStream() = default;
+
+bool InputStream::locateIn(const std::string& text, uint64_t pos, SourceLine& where)
+{
+    if (pos > text.size()) return false;
+    const size_t lineStart = pos == 0 ? 0 : text.rfind('\n', pos - 1) + 1;
+    const size_t lineEnd = text.find('\n', pos);
+    where.line =
+        1 + static_cast<uint64_t>(std::count(text.begin(), text.begin() + static_cast<long>(pos), '\n'));
+    where.column = pos - lineStart + 1;
+    where.text =
+        text.substr(lineStart, lineEnd == std::string::npos ? std::string::npos : lineEnd - lineStart);
+    if (!where.text.empty() && where.text.back() == '\r') where.text.pop_back();
+    return true;
+}
+
+bool InputStream::locate(uint64_t, SourceLine&)
+{
+    return false;
+}
 
 bool InputStream::setEOF()
 {

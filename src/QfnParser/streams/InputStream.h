@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 
 #include "QfnTask/Forward.h"
 
@@ -11,6 +12,15 @@ namespace Qfn {
 // there yet), advance() consumes it, setPos() goes back so that the parser can retreat.
 class InputStream {
 public:
+    // Where a position of the stream stands in its text: line and column from 1, and that line.
+    struct SourceLine {
+        uint64_t line = 0;
+        uint64_t column = 0;
+        std::string text;
+    };
+    // The line and column of pos within text (lines end at '\n'); false past the text's end.
+    static bool locateIn(const std::string& text, uint64_t pos, SourceLine& where);
+
     static constexpr int kEndOfInput = -1;
     static constexpr int kNothingYet = -2;
 
@@ -26,6 +36,8 @@ public:
     virtual bool isEOL(int c) { return c == 10 || c == 13; }
     virtual bool setPos(uint64_t pos) = 0;
     virtual bool setEOF();
+    // Where pos stands, for a stream that can tell; false for one that cannot (the console).
+    virtual bool locate(uint64_t pos, SourceLine& where);
 
 protected:
     bool fIsAtEOF = false;

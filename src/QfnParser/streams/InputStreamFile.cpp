@@ -13,13 +13,17 @@ std::shared_ptr<InputStreamFile> InputStreamFile::factory(FILE* file, bool ownsF
             SANITY_CHECK(file);
             // A byte order mark at the start of a file is no part of the script (a pipe is read as
             // it comes).
+            uint64_t startPos = 0;
             if (std::ftell(file) == 0) {
                 char start[3] = {};
                 const size_t read = std::fread(start, 1, sizeof start, file);
-                const bool hasMark = std::string_view(start, read) == Utils::kByteOrderMark;
-                SANITY_CHECK(std::fseek(file, hasMark ? 3 : 0, SEEK_SET) == 0);
+                if (std::string_view(start, read) == Utils::kByteOrderMark)
+                    startPos = Utils::kByteOrderMark.size();
+                SANITY_CHECK(std::fseek(file, static_cast<long>(startPos), SEEK_SET) == 0);
             }
             retVal.reset(new InputStreamFile(file, ownsFile));
+            // Positions are offsets in the file.
+            retVal->fPos = startPos;
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);
@@ -154,6 +158,29 @@ bool InputStreamFile::setBufferActive(bool active)
             --fBufferActive;
             if (fBufferActive == 0) discardOldBufferData();
             retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool InputStreamFile::locate(uint64_t pos, SourceLine& where)
+{
+    bool retVal = false;
+    try {
+        do {
+            SANITY_CHECK(fFile);
+            const long here = std::ftell(fFile);
+            if (here < 0 || std::fseek(fFile, 0, SEEK_SET) != 0) break;
+            std::string text;
+            int c = 0;
+            // The whole of pos's line: up to the first line end at or after pos.
+            while ((c = std::getc(fFile)) != EOF && (text.size() < pos || c != '\n'))
+                text.push_back(static_cast<char>(c));
+            std::fseek(fFile, here, SEEK_SET);
+            const size_t markSize = text.size() - Utils::withoutByteOrderMark(text).size();
+            retVal = pos >= markSize && locateIn(text.substr(markSize), pos - markSize, where);
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);

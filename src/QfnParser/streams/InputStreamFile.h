@@ -20,6 +20,8 @@ public:
     bool flush() override { return true; }
     int getChar() override;
     uint64_t getPos() override { return fPos; }
+    // Reads the file from its start up to the end of pos's line, and comes back.
+    bool locate(uint64_t pos, SourceLine& where) override;
     bool setPos(uint64_t pos) override;
     // Nests: buffering ends, and the old data goes, when every true has had its false.
     virtual bool setBufferActive(bool active);

@@ -16,6 +16,7 @@ public:
     bool flush() override { return true; }
     int getChar() override;
     uint64_t getPos() override { return fPos; }
+    bool locate(uint64_t pos, SourceLine& where) override { return locateIn(fBuffer, pos, where); }
     bool setPos(uint64_t pos) override;
     virtual bool feed(const std::string& text);
 

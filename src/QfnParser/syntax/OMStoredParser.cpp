@@ -1,15 +1,48 @@
 // The parser's entry points: a whole script, the operand stack's unary operators, and the
 // interactive read-eval-print loop. One expression is OMStoredParserExpression.cpp.
+#include <cstdio>
+
 #include "QfnLogger/Check.h"
 #include "QfnParser/model/OMScope.h"
 #include "QfnParser/model/OMStored.h"
 #include "QfnParser/streams/IOStreamPrompted.h"
 #include "QfnParser/streams/InputStream.h"
+#include "QfnParser/streams/InputStreamConsole.h"
+#include "QfnParser/syntax/OMStoredParserFrame.h"
 #include "QfnParser/syntax/OMStoredParserLexer.h"
 #include "QfnParser/tasks/script/ParseAndEvalStreamTask.h"
 #include "QfnTask/YieldingFrame.h"
+#include "QfnUtils/Utils.h"
 
 namespace Qfn {
+
+namespace {
+
+// A statement that did not parse, on standard error as people read it: "FILE:LINE:COLUMN: message",
+// then the line and a caret under the column. FILE is the script's path, <prompt> or <stdin>.
+void reportStatementNotParsed(InputStream& stream, const OMScope& scope, IOStreamPrompted* prompted)
+{
+    std::string name = scope.getCurScriptFilePath();
+    if (name.empty() || prompted) {
+        const bool isConsole =
+            prompted && dynamic_cast<InputStreamConsole*>(prompted->getInputStream().get()) != nullptr;
+        name = isConsole ? "<prompt>" : "<stdin>";
+    }
+    InputStream::SourceLine where;
+    std::string report;
+    if (stream.locate(stream.getPos(), where)) {
+        report = Utils::stringWithFormat(
+            "%s:%llu:%llu: %s\n%s\n%s^\n", name.c_str(), static_cast<unsigned long long>(where.line),
+            static_cast<unsigned long long>(where.column), ParserExpression::lastParseError().c_str(),
+            where.text.c_str(), std::string(where.column - 1, ' ').c_str());
+    } else {
+        report = name + ": " + ParserExpression::lastParseError() + "\n";
+    }
+    std::fputs(report.c_str(), stderr);
+    std::fflush(stderr);
+}
+
+}  // namespace
 
 namespace {
 
@@ -220,6 +253,7 @@ void OMStored::parseAndEvalStream_yielding(const std::shared_ptr<Task>& task, bo
                     }
                     task->updateParsingNestLevel(1);
                     s.startPos = s.stream->getPos();
+                    ParserExpression::lastParseError() = "syntax error";
                     s.node = undefinedFactory();
                     s.parsed = false;
                     s.fState = PARSE;
@@ -230,6 +264,7 @@ void OMStored::parseAndEvalStream_yielding(const std::shared_ptr<Task>& task, bo
                     task->updateParsingNestLevel(-1);
                     if (!s.parsed || s.stream->getPos() == s.startPos) {
                         LOG_ERROR("parsing failed");
+                        reportStatementNotParsed(*s.stream, *s.scope, s.ioStream.get());
                         if (auto* loop = dynamic_cast<ParseAndEvalStreamTask*>(task.get()))
                             loop->noteStatementNotParsed();
                         s.node = nullptr;

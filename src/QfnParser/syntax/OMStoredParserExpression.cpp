@@ -11,6 +11,12 @@ namespace Qfn {
 
 namespace ParserExpression {
 
+std::string& lastParseError()
+{
+    thread_local std::string message;
+    return message;
+}
+
 NodePtr nameLink(const NodePtr& parent, const std::string& name)
 {
     Token token = OMStored::strToToken(name);

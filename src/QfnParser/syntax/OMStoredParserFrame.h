@@ -220,11 +220,15 @@ struct ExpressionFrame : virtual OMFunctionState {
 
 using Frame = ExpressionFrame;
 
-// Logs the message and ends the frame unsuccessful.
-#define PARSE_ERROR(S, MSG)     \
-    do {                        \
-        LOG_ERROR(MSG);         \
-        (S).fState = kFinished; \
+// The message of the last parse error of this thread, for the report of the statement.
+std::string& lastParseError();
+
+// Logs the message, keeps it for the report, and ends the frame unsuccessful.
+#define PARSE_ERROR(S, MSG)       \
+    do {                          \
+        LOG_ERROR(MSG);           \
+        lastParseError() = (MSG); \
+        (S).fState = kFinished;   \
     } while (false)
 
 inline bool isDigit(int c)
