@@ -1,6 +1,7 @@
 #include "QfnParser/expressions/OMExpressionBinary.h"
 
 #include "QfnLogger/Check.h"
+#include "QfnParser/expressions/AtOnceCalls.h"
 #include "QfnParser/expressions/OMExpressionLValueStr.h"
 #include "QfnParser/expressions/OMExpressionSequence.h"
 #include "QfnParser/model/OMNode.h"
@@ -529,24 +530,44 @@ bool OMExpressionBinary::appendAtOnce(const std::shared_ptr<OMScope>& scope, std
 {
     const OMExpressionBinary* sum = appendedSum();
     if (!sum) return false;
+    // Reads first, as the general way does, so that giving up leaves nothing done.
     std::shared_ptr<IOMNode> target;
-    if (!OMNode::getResolvedNodeAtOnce(sum->fNode1, scope, HandleReturnValue::UNWRAP, target)) return false;
-    OMStored* stored = target ? target->asPlainStored() : nullptr;
-    if (!stored || !stored->isPlainString()) return false;
+    if (!OMNode::getResolvedNodeAtOnce(sum->fNode1, scope, HandleReturnValue::KEEP_WRAPPED, target))
+        return false;
     std::shared_ptr<IOMNode> rest;
-    if (!OMNode::getResolvedNodeAtOnce(sum->fNode2, scope, HandleReturnValue::UNWRAP, rest)) return false;
-    if (!rest || rest->getType() == OMType::Error) {
-        // The sum is an error, stored the general way; rest is not evaluated again.
-        std::shared_ptr<IOMNode> value = OMStored::errorFactory();
-        OMExpression* place = fNode1->getExpression().get();
-        bool isStored = false;
-        if (!value || !place || !place->setAtOnce(scope, value, isStored) || !isStored)
-            LOG_ERROR("binary operation failed");
-        retVal = std::move(value);
-        return true;
+    if (!OMNode::getResolvedNodeAtOnce(sum->fNode2, scope, HandleReturnValue::KEEP_WRAPPED, rest))
+        return false;
+    try {
+        do {
+            SANITY_CHECK(target && rest);
+            // Inside an attempt of calls at once a store must go through the place, which checks it.
+            OMStored* stored = AtOnceCalls::mode() == AtOnceMode::PLAIN ? target->asPlainStored() : nullptr;
+            if (stored && stored->isPlainString() && rest->getType() != OMType::Error) {
+                stored->appendString(rest->getAsString());
+                retVal = std::move(target);
+                return true;
+            }
+            // Any other sum is computed as the operator computes it, then stored in the place.
+            const NodeReuse reuse1 = OMNode::reuseOf(target);
+            const NodeReuse reuse2 = OMNode::reuseOf(rest);
+            std::shared_ptr<IOMNode> value =
+                OMNode::binaryOperation(BinOp::ADD, target, reuse1, rest, reuse2, scope);
+            if (!value) LOG_ERROR("binary operation failed");
+            SANITY_CHECK(value);
+            if (value->isReturnValue()) value = value->unwrapReturnValue();
+            SANITY_CHECK(value);
+            OMExpression* place = fNode1 ? fNode1->getExpression().get() : nullptr;
+            SANITY_CHECK(place);
+            bool isStored = false;
+            if (!place->setAtOnce(scope, value, isStored)) return false;
+            SANITY_CHECK(isStored);
+            retVal = std::move(value);
+            return true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
     }
-    stored->appendString(rest->getAsString());
-    retVal = std::move(target);
+    retVal.reset();
     return true;
 }
 

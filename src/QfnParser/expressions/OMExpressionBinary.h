@@ -71,8 +71,9 @@ private:
     // `s = s + rest` (and so `s += rest`): the sum whose left operand is this assignment's target,
     // found once; null for any other assignment.
     const OMExpressionBinary* appendedSum() const;
-    // Appends rest to a plain string target in place, so that a string grown in a loop costs
-    // amortised constant time per step. False, with nothing done, when the general way must run.
+    // Evaluates such an assignment with one read of the target: a plain string grows in place, so
+    // that a string grown in a loop costs amortised constant time per step; any other sum is stored
+    // as the general way stores it. False, with nothing done, when the general way must run.
     bool appendAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& retVal);
 
     mutable const OMExpressionBinary* fAppendedSum = nullptr;
