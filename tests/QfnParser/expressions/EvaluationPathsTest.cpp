@@ -86,6 +86,10 @@ TEST(EvaluationPaths, EachOperandIsEvaluatedOnce)
         {"[tick(1), w(11)]", 1},
         {"a[tick(1)] = w(11)", 1},
         {"tick(1) ? w(11) : 0", 1},
+        // A string grown in place inside a call tried at once, also one that gives up afterwards.
+        {"function app(x) { s += tick(x); return 1 }; app('q') + app('r')", 2},
+        {"function app2() { s += tick('q'); return w(11) }; app2()", 1},
+        {"function app3(t) { t += tick('q'); return t }; app3(s) + s", 1},
     };
     for (const auto& [statement, expected] : cases) {
         const std::string script = prelude + statement + "; ticks";
