@@ -24,44 +24,47 @@ OMStored::~OMStored()
     releaseContainers();
 }
 
-// The containers this node was the last to hold are let go here, and the members that are
-// containers themselves one after another from a list, never one inside the other's destructor:
-// a structure nested any depth deep is destroyed on a flat stack.
+// The containers this node was the last to hold are let go here. Up to a depth their members go
+// with them as usual; deeper down, the members that are containers wait in a list that the
+// outermost release empties one after another: a structure nested any depth deep is destroyed
+// without ever nesting more than kRecursiveReleaseDepth destructors.
 void OMStored::releaseContainerMembers() noexcept
 {
     thread_local std::vector<std::shared_ptr<IOMNode>> pending;
+    thread_local uint32_t depth = 0;
     thread_local bool isDraining = false;
-    bool drainsHere = false;
     try {
-        auto defer = [](std::shared_ptr<IOMNode>& member) {
-            if (!member || member.use_count() != 1) return;
-            const OMStored* stored = member->asStored();
-            if (stored && (stored->fArray || stored->fMap)) pending.push_back(std::move(member));
-        };
-        if (fArray && fArray.use_count() == 1) {
-            for (auto& member : *fArray)
-                defer(member);
+        if (depth >= kRecursiveReleaseDepth) {
+            auto defer = [](std::shared_ptr<IOMNode>& member) {
+                if (!member || member.use_count() != 1) return;
+                const OMStored* stored = member->asStored();
+                if (stored && (stored->fArray || stored->fMap)) pending.push_back(std::move(member));
+            };
+            if (fArray && fArray.use_count() == 1) {
+                for (auto& member : *fArray)
+                    defer(member);
+            }
+            if (fMap && fMap.use_count() == 1) {
+                for (auto& member : *fMap)
+                    defer(member.second);
+            }
         }
-        if (fMap && fMap.use_count() == 1) {
-            for (auto& member : *fMap)
-                defer(member.second);
-        }
-        fArray.reset();
-        fMap.reset();
-        if (isDraining) return;
-        isDraining = drainsHere = true;
-        while (!pending.empty()) {
-            std::shared_ptr<IOMNode> next = std::move(pending.back());
-            pending.pop_back();
-        }
-        // A deep structure leaves a long list behind: its room is given back.
-        if (pending.capacity() > kKeptReleaseCapacity) std::vector<std::shared_ptr<IOMNode>>().swap(pending);
     } catch (...) {
         // Out of memory for the list: what could not be listed is released the plain way.
-        fArray.reset();
-        fMap.reset();
     }
-    if (drainsHere) isDraining = false;
+    ++depth;
+    fArray.reset();
+    fMap.reset();
+    --depth;
+    if (depth != 0 || isDraining || pending.empty()) return;
+    isDraining = true;
+    while (!pending.empty()) {
+        std::shared_ptr<IOMNode> next = std::move(pending.back());
+        pending.pop_back();
+    }
+    isDraining = false;
+    // A deep structure leaves a long list behind: its room is given back.
+    if (pending.capacity() > kKeptReleaseCapacity) std::vector<std::shared_ptr<IOMNode>>().swap(pending);
 }
 
 namespace {

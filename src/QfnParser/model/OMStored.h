@@ -232,19 +232,23 @@ protected:
 
 private:
     static constexpr size_t kKeptReleaseCapacity = 4096;
+    static constexpr uint32_t kRecursiveReleaseDepth = 256;
     // Lets go of the containers; the walk that keeps deep structures off the stack runs only when
     // there is a container.
     void releaseContainers() noexcept
     {
-        if (fArray || fMap) releaseContainerMembers();
+        if (fArray || fMap) [[unlikely]]
+            releaseContainerMembers();
     }
-    void releaseContainerMembers() noexcept;
+    // Out of line and out of the way: every scalar's set passes the test above.
+    [[gnu::noinline, gnu::cold]] void releaseContainerMembers() noexcept;
     static bool reaches(const IOMNode& value, const void* targetContainer, const IOMNode* targetNode);
     // A new node given its value by setter; null (and a log line) when the setter fails.
     template <class Setter>
     static std::shared_ptr<OMStored> makeNode(const Setter& setter);
     // Drops the previous content and tag.
-    void discardContent();
+    // Not inlined: the setters of every scalar result call it, and stay small that way.
+    [[gnu::noinline]] void discardContent();
     // setTo for an array or map source: shares the container or copies it member by member.
     bool setToContainer(const IOMNode& from, uint64_t cloneNestLevel);
     // The write half of member access: permission, clone rule, store and parent bookkeeping.
