@@ -10,6 +10,7 @@
 #include "QfnParser/streams/InputStreamFile.h"
 #include "QfnParser/streams/InputStreamStdIn.h"
 #include "QfnParser/streams/OutputStreamStdOut.h"
+#include "QfnTask/ITaskHost.h"
 #include "QfnTask/Task.h"
 #include "QfnUtils/Pipes.h"
 #include "QfnUtils/Utils.h"
@@ -52,10 +53,11 @@ bool InternalCoordinator::fIsReportSessionData = false;
 bool InternalCoordinator::fIsIgnoreInterrupt = false;
 int64_t InternalCoordinator::fConsoleEcho = 1;
 int64_t InternalCoordinator::fDelayQuitMicroseconds = 2000000;
-int64_t InternalCoordinator::fEventLoopMicroseconds = 10000;
-int64_t InternalCoordinator::fEventLoopSleepMicroseconds = 1000;
-int64_t InternalCoordinator::fInternalCoordinatorTimesliceMicroseconds = 10000;
-int64_t InternalCoordinator::fDefaultTimeoutMicroseconds = 10000000;
+int64_t InternalCoordinator::fEventLoopMicroseconds = ITaskHost::kDefaultEventLoopMicroseconds;
+int64_t InternalCoordinator::fEventLoopSleepMicroseconds = ITaskHost::kDefaultEventLoopSleepMicroseconds;
+int64_t InternalCoordinator::fInternalCoordinatorTimesliceMicroseconds =
+    ITaskHost::kDefaultTimesliceMicroseconds;
+int64_t InternalCoordinator::fDefaultTimeoutMicroseconds = ITaskHost::kDefaultTimeoutMicroseconds;
 int64_t InternalCoordinator::fRemoteTimeoutMicroseconds = 2000000;
 int64_t InternalCoordinator::fInterCoordinatorPipeWaitTimeMicroseconds = 7000000;
 int64_t InternalCoordinator::fInterCoordinatorTestTimeMicroseconds = 7000000;

@@ -12,6 +12,12 @@ namespace Qfn {
 // Task::setHost; without a host tasks run with the defaults below and have no default streams.
 class ITaskHost {
 public:
+    // The pacing a coordinator starts with, and tasks without a host keep.
+    static constexpr int64_t kDefaultTimeoutMicroseconds = 10000000;
+    static constexpr int64_t kDefaultEventLoopMicroseconds = 10000;
+    static constexpr int64_t kDefaultEventLoopSleepMicroseconds = 1000;
+    static constexpr int64_t kDefaultTimesliceMicroseconds = 10000;
+
     virtual ~ITaskHost() = default;
 
     // False once the host has shut down: a task's slice then fails.

@@ -12,34 +12,11 @@ namespace Qfn {
 
 namespace {
 
-// Without a host, tasks keep the coordinator's default pacing.
-constexpr int64_t kDefaultTimeoutMicroseconds = 10000000;
-constexpr int64_t kDefaultEventLoopMicroseconds = 10000;
-constexpr int64_t kDefaultEventLoopSleepMicroseconds = 1000;
-constexpr int64_t kDefaultTimesliceMicroseconds = 10000;
-
-int64_t hostDefaultTimeoutMicroseconds()
+// A pacing setting of the host; without a host, its default.
+int64_t hostSetting(int64_t (ITaskHost::*setting)(), int64_t defaultValue)
 {
     ITaskHost* host = Task::getHost();
-    return host ? host->getDefaultTimeoutMicroseconds() : kDefaultTimeoutMicroseconds;
-}
-
-int64_t hostEventLoopMicroseconds()
-{
-    ITaskHost* host = Task::getHost();
-    return host ? host->getEventLoopMicroseconds() : kDefaultEventLoopMicroseconds;
-}
-
-int64_t hostEventLoopSleepMicroseconds()
-{
-    ITaskHost* host = Task::getHost();
-    return host ? host->getEventLoopSleepMicroseconds() : kDefaultEventLoopSleepMicroseconds;
-}
-
-int64_t hostTimesliceMicroseconds()
-{
-    ITaskHost* host = Task::getHost();
-    return host ? host->getTimesliceMicroseconds() : kDefaultTimesliceMicroseconds;
+    return host ? (host->*setting)() : defaultValue;
 }
 
 }  // namespace
@@ -112,7 +89,8 @@ bool Task::runTimeslice_(int64_t availableMicroseconds)
             if (!fIsTimesliceEntered) {
                 int64_t timeout = fTimeoutMicroseconds;
                 if (timeout != kRunToCompletion && timeout < 0) {
-                    timeout = hostDefaultTimeoutMicroseconds();
+                    timeout = hostSetting(&ITaskHost::getDefaultTimeoutMicroseconds,
+                                          ITaskHost::kDefaultTimeoutMicroseconds);
                 }
                 fTimeoutDeadline = timeout < 0 ? kNoDeadline : now + timeout * 1000;
             }
@@ -154,7 +132,8 @@ bool Task::runOneLoopStep(int64_t availableMicroseconds)
     if (availableMicroseconds == kRunToCompletion) runChildrenFromInside();
     if (isReached(fTimeoutDeadline, Clock::nowNanoseconds())) fIsTimedOut = true;
     if (fIsSleepRequested) {
-        std::this_thread::sleep_for(std::chrono::microseconds(hostEventLoopSleepMicroseconds()));
+        std::this_thread::sleep_for(std::chrono::microseconds(hostSetting(
+            &ITaskHost::getEventLoopSleepMicroseconds, ITaskHost::kDefaultEventLoopSleepMicroseconds)));
         fIsSleepRequested = false;
     }
     bool idle = isIdle();
@@ -174,7 +153,8 @@ bool Task::runOneLoopStep(int64_t availableMicroseconds)
 // scheduler had nothing to run.
 void Task::runChildrenFromInside()
 {
-    int64_t budget = hostTimesliceMicroseconds();
+    int64_t budget =
+        hostSetting(&ITaskHost::getTimesliceMicroseconds, ITaskHost::kDefaultTimesliceMicroseconds);
     if (runActiveTasks(budget) || fChildTasks.empty()) return;
     size_t childCount = fChildTasks.size();
     int64_t share = budget / static_cast<int64_t>(childCount);
@@ -612,8 +592,11 @@ bool Task::runActiveTasks(int64_t& availableMicroseconds)
             }
             SANITY_CHECK(availableMicroseconds >= 0);
             ++fRunActiveTasksNestLevel;
-            int64_t cutoff = Clock::nowNanoseconds() -
-                             1000 * (hostEventLoopMicroseconds() + hostEventLoopSleepMicroseconds());
+            int64_t cutoff =
+                Clock::nowNanoseconds() - 1000 * (hostSetting(&ITaskHost::getEventLoopMicroseconds,
+                                                              ITaskHost::kDefaultEventLoopMicroseconds) +
+                                                  hostSetting(&ITaskHost::getEventLoopSleepMicroseconds,
+                                                              ITaskHost::kDefaultEventLoopSleepMicroseconds));
             size_t count = fActiveTasks.size();
             int64_t share = availableMicroseconds / static_cast<int64_t>(count);
             int64_t carry = 0;

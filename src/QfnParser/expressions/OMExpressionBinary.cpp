@@ -468,16 +468,7 @@ bool OMExpressionBinary::getAtOnce(const std::shared_ptr<OMScope>& scope, std::s
                 if (appendAtOnce(scope, retVal)) return true;
                 if (!OMNode::getResolvedNodeAtOnce(fNode2, scope, HandleReturnValue::KEEP_WRAPPED, right))
                     return false;
-                SANITY_CHECK(right);
-                if (right->isReturnValue()) right = right->unwrapReturnValue();
-                SANITY_CHECK(right);
-                OMExpression* target = fNode1 ? fNode1->getExpression().get() : nullptr;
-                SANITY_CHECK(target);
-                bool stored = false;
-                if (!target->setAtOnce(scope, right, stored)) return false;
-                SANITY_CHECK(stored);
-                retVal = std::move(right);
-                return true;
+                return storeAtOnce(scope, std::move(right), retVal);
             }
             std::shared_ptr<IOMNode> left;
             if (!OMNode::getResolvedNodeAtOnce(fNode1, scope, HandleReturnValue::KEEP_WRAPPED, left))
@@ -502,6 +493,29 @@ bool OMExpressionBinary::getAtOnce(const std::shared_ptr<OMScope>& scope, std::s
             const NodeReuse reuse2 = OMNode::reuseOf(right);
             retVal = OMNode::binaryOperation(fBinOp, left, reuse1, right, reuse2, scope);
             if (!retVal) LOG_ERROR("binary operation failed");
+            return true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    retVal.reset();
+    return true;
+}
+
+bool OMExpressionBinary::storeAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode> value,
+                                     std::shared_ptr<IOMNode>& retVal)
+{
+    try {
+        do {
+            SANITY_CHECK(value);
+            if (value->isReturnValue()) value = value->unwrapReturnValue();
+            SANITY_CHECK(value);
+            OMExpression* place = fNode1 ? fNode1->getExpression().get() : nullptr;
+            SANITY_CHECK(place);
+            bool stored = false;
+            if (!place->setAtOnce(scope, value, stored)) return false;
+            SANITY_CHECK(stored);
+            retVal = std::move(value);
             return true;
         } while (false);
     } catch (std::exception& e) {
@@ -553,16 +567,7 @@ bool OMExpressionBinary::appendAtOnce(const std::shared_ptr<OMScope>& scope, std
             std::shared_ptr<IOMNode> value =
                 OMNode::binaryOperation(BinOp::ADD, target, reuse1, rest, reuse2, scope);
             if (!value) LOG_ERROR("binary operation failed");
-            SANITY_CHECK(value);
-            if (value->isReturnValue()) value = value->unwrapReturnValue();
-            SANITY_CHECK(value);
-            OMExpression* place = fNode1 ? fNode1->getExpression().get() : nullptr;
-            SANITY_CHECK(place);
-            bool isStored = false;
-            if (!place->setAtOnce(scope, value, isStored)) return false;
-            SANITY_CHECK(isStored);
-            retVal = std::move(value);
-            return true;
+            return storeAtOnce(scope, std::move(value), retVal);
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);
