@@ -73,7 +73,7 @@ private:
     const OMExpressionBinary* appendedSum() const;
     // Stores the assignment's value (a return value unwrapped) in its place at once; false, with
     // nothing stored, when the place must be written the resumable way.
-    bool storeAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode> value,
+    bool storeAtOnce(const std::shared_ptr<OMScope>& scope, std::shared_ptr<IOMNode>& value,
                      std::shared_ptr<IOMNode>& retVal);
     // Evaluates such an assignment with one read of the target: a plain string grows in place, so
     // that a string grown in a loop costs amortised constant time per step; any other sum is stored
