@@ -9,6 +9,7 @@
 #include "QfnParser/builtins/ScriptErrorLog.h"
 #include "QfnParser/model/OMStored.h"
 #include "QfnParser/query/OMAccessor.h"
+#include "QfnTask/Task.h"
 #include "QfnUtils/Dirs.h"
 #include "QfnUtils/Utils.h"
 
@@ -19,6 +20,9 @@ std::string InternalCoordinator::fSysConfigFolderPath;
 std::string InternalCoordinator::fSysConfigIniPath;
 
 namespace {
+
+// The deepest call nesting a configuration may ask for; the stack stops deeper ones anyway.
+constexpr int64_t kMaxCallDepthLimit = 10000000;
 
 constexpr const char* kNamePrefix = "net.quillfern.coordinator.";
 
@@ -350,6 +354,13 @@ bool InternalCoordinator::readConfigSettings()
             readInt("testTimeoutMicroseconds", fTestTimeoutMicroseconds);
             readInt("internalCoordinatorTimesliceMicroseconds", fInternalCoordinatorTimesliceMicroseconds);
             readInt("consoleEcho", fConsoleEcho);
+            int64_t maxCallDepth = Task::getMaxCallDepth();
+            readInt("maxCallDepth", maxCallDepth);
+            if (maxCallDepth >= 1 && maxCallDepth <= kMaxCallDepthLimit)
+                Task::setMaxCallDepth(static_cast<uint32_t>(maxCallDepth));
+            else
+                warnOfWrongKind("maxCallDepth", std::to_string(maxCallDepth), "a number from 1 to 10000000",
+                                std::to_string(Task::getMaxCallDepth()));
             std::string timingLogFile =
                 getEntryFromConfigStack("config", "timingLogFile", Log::getTimingLogFile());
 

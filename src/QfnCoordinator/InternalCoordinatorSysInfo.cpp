@@ -8,6 +8,7 @@
 #include "QfnParser/model/OMScope.h"
 #include "QfnParser/model/OMStored.h"
 #include "QfnParser/query/OMAccessor.h"
+#include "QfnTask/Task.h"
 #include "QfnUtils/Dirs.h"
 #include "QfnUtils/Utils.h"
 
@@ -86,6 +87,7 @@ std::shared_ptr<OMStored> InternalCoordinator::buildSysInfo()
             SANITY_CHECK(info.set("testTimeoutMicroseconds", fTestTimeoutMicroseconds));
             SANITY_CHECK(info.set("internalCoordinatorTimesliceMicroseconds",
                                   fInternalCoordinatorTimesliceMicroseconds));
+            SANITY_CHECK(info.set("maxCallDepth", static_cast<int64_t>(Task::getMaxCallDepth())));
             SANITY_CHECK(info.set("coordinatorName", fCoordinatorName));
             SANITY_CHECK(info.set("APP_DIR", Dirs::getAppDirPath()));
             SANITY_CHECK(info.set("APP_PATH", Dirs::getAppPath()));

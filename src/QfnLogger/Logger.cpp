@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <ctime>
+#include <string_view>
 
 #include "QfnLogger/Check.h"
 #include "QfnLogger/Log.h"
@@ -54,6 +55,7 @@ ILogger* Logger::instance()
 
 Logger::~Logger()
 {
+    writeHeldBackCount();
     gLoggerInstance = nullptr;
 }
 
@@ -105,10 +107,29 @@ void Logger::releaseHeldLines(bool write)
     fHeldLines.clear();
 }
 
+// Listeners hear every line; the log itself gets a burst of repeats counted instead of written.
 void Logger::writeLine(const std::string& line)
 {
     for (LogListener listener : fLogListeners)
         listener(line);
+    // "dd-mm-yyyy HH:MM:SS ": repeats differ in their time stamps only.
+    constexpr size_t kStampLength = 20;
+    if (!fRepeats.admit(std::string_view(line).substr(line.size() > kStampLength ? kStampLength : 0))) return;
+    writeHeldBackCount();
+    writeOut(line);
+}
+
+void Logger::writeHeldBackCount()
+{
+    std::string tag;
+    const size_t heldBack = fRepeats.takeHeldBack(tag);
+    if (heldBack == 0) return;
+    writeOut(timeStamp() + ' ' + tag + ": " + std::to_string(heldBack) +
+             " more lines like the ones above were not written");
+}
+
+void Logger::writeOut(const std::string& line)
+{
     bool opened = false;
     FILE* out = openOutput(fLogFile, opened);
     if (!out) return;

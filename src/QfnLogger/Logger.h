@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "QfnLogger/ILogger.h"
+#include "QfnLogger/RepeatFilter.h"
 
 namespace Qfn {
 
@@ -56,6 +57,9 @@ public:
 private:
     Logger() = default;
     void writeLine(const std::string& line);
+    void writeOut(const std::string& line);
+    // Tells how many repeated lines were held back, if any were.
+    void writeHeldBackCount();
 
     int32_t fLogLevel = 0;
     bool fIsLogEntryExit = false;
@@ -67,6 +71,7 @@ private:
     std::vector<LogListener> fLogListeners;
     bool fIsHolding = false;
     std::vector<std::string> fHeldLines;
+    RepeatFilter fRepeats;
 };
 
 }  // namespace Qfn

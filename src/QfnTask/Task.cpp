@@ -100,6 +100,8 @@ bool Task::runTimeslice_(int64_t availableMicroseconds)
             if (isReached(fTimeoutDeadline, now)) fIsTimedOut = true;
             // The first question of each slice reads the clock: a slice with no budget ends at once.
             fYieldQuestionCount = kClockReadInterval - 1;
+            fSliceStart = now;
+            fIsSliceClockRead = fFunctionStates.size() < kLongResume;
             fIsTimesliceCompleted = false;
             fIsSleepRequested = false;
             while (!fIsTimesliceCompleted) {
@@ -181,6 +183,11 @@ bool Task::isDeadlineReached()
     if (isReached(fTimeoutDeadline, now)) {
         fIsTimedOut = true;
         return true;
+    }
+    if (!fIsSliceClockRead) {
+        fIsSliceClockRead = true;
+        const int64_t resumed = now + kResumeShare * (now - fSliceStart);
+        if (fTimesliceDeadline != kNoDeadline && resumed > fTimesliceDeadline) fTimesliceDeadline = resumed;
     }
     if (isReached(fTimesliceDeadline, now)) {
         fIsTimesliceCompleted = true;
@@ -486,6 +493,8 @@ bool Task::releaseFunctionState(const OMFunctionState* state)
             }
             if ((fIsTimedOut || state->fState == OMFunctionState::kFinished) && !fFunctionStates.empty()) {
                 fFunctionStates.pop_back();
+                // No frame left, no call under way: a count left over by a call abandoned on failure goes.
+                if (fFunctionStates.empty()) fScriptCallDepth = 0;
             }
             retVal = true;
         } while (false);

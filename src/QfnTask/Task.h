@@ -18,6 +18,8 @@ class Task : public std::enable_shared_from_this<Task> {
 public:
     // Zero stands for "no deadline"; real clock readings never equal it.
     static constexpr int64_t kNoDeadline = 0;
+    // How deep script calls may nest on one task unless configured otherwise.
+    static constexpr uint32_t kDefaultMaxCallDepth = 100000;
     // The budget that runs a task to completion, driving the other active tasks from inside.
     static constexpr int64_t kRunToCompletion = -2;
 
@@ -88,6 +90,23 @@ public:
         return fFunctionStates[fLockedFunctionStateCount++].get();
     }
 
+    // Script calls under way on this task's frames. enterScriptCall counts one more, or answers
+    // false (counting nothing) when that would pass the limit: the outermost call is not nested
+    // in another, so a limit of N lets N + 1 calls be under way.
+    bool enterScriptCall()
+    {
+        if (fScriptCallDepth > fMaxCallDepth) return false;
+        ++fScriptCallDepth;
+        return true;
+    }
+    void leaveScriptCall()
+    {
+        if (fScriptCallDepth > 0) --fScriptCallDepth;
+    }
+    uint32_t getScriptCallDepth() const { return fScriptCallDepth; }
+    static void setMaxCallDepth(uint32_t depth) { fMaxCallDepth = depth; }
+    static uint32_t getMaxCallDepth() { return fMaxCallDepth; }
+
     bool getIsTimedOut() const { return fIsTimedOut; }
     bool getIsTerminationPending() const { return fIsTerminationPending; }
     void setIsTerminationPending(bool value) { fIsTerminationPending = value; }
@@ -144,6 +163,16 @@ protected:
     // isTryingToYield reads the clock on every kClockReadInterval-th call (a power of two).
     static constexpr uint32_t kClockReadInterval = 256;
     uint32_t fYieldQuestionCount = 0;
+    // A slice begins by re-entering the frames it left (in a deep recursion, that takes long) and
+    // ends by leaving them again: its first clock reading tells how long re-entering took, and
+    // the slice goes on for kResumeShare times that at least, so that resuming costs a fraction
+    // of the work it makes room for.
+    // Only so many frames that re-entering them takes a noticeable time count.
+    static constexpr int64_t kResumeShare = 4;
+    static constexpr size_t kLongResume = 1024;
+    int64_t fSliceStart = kNoDeadline;
+    bool fIsSliceClockRead = false;
+    uint32_t fScriptCallDepth = 0;
     // The clock reading of isSliceOver: marks the task timed out or its slice completed.
     bool isDeadlineReached();
     std::string fName;
@@ -167,6 +196,7 @@ private:
     void runChildrenFromInside();
 
     static constinit inline ITaskHost* fHost = nullptr;
+    static constinit inline uint32_t fMaxCallDepth = kDefaultMaxCallDepth;
     static std::unordered_map<uint64_t, std::shared_ptr<Task>> fTasksById;
     static std::unordered_map<std::string, uint64_t> fTaskIdsByName;
     static std::map<std::string, std::vector<std::shared_ptr<Task>>> fTaskQueues;

@@ -7,13 +7,11 @@
 #include "QfnTask/OMFunctionState.h"
 #include "QfnTask/Task.h"
 #include "QfnUtils/PoolAllocator.h"
+#include "QfnUtils/StackRoom.h"
 
 namespace Qfn {
 
 inline constexpr unsigned kFinished = OMFunctionState::kFinished;
-
-// How many resumable frames one task may stack up; each costs the thread's stack while it runs.
-inline constexpr size_t kMaxNestedFrames = 2400;
 
 // The state that goes on after the nested call made in STATE has finished.
 constexpr unsigned resumeAfter(unsigned state)
@@ -31,8 +29,7 @@ public:
         OMFunctionState* record = fTask.lockNextFunctionState();
         if (!record) {
             // Deep recursion in a script or deeply nested text must fail, not exhaust the stack.
-            if (fTask.getFunctionStateCount() >= kMaxNestedFrames)
-                throw std::runtime_error("resumable calls nested too deep");
+            if (!StackRoom::isLeft()) throw std::runtime_error("resumable calls nested too deep");
             auto fresh = std::allocate_shared<Locals>(PoolAllocator<Locals>());
             fLocals = fresh.get();
             fIsFirstEntry = true;

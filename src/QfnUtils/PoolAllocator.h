@@ -5,6 +5,8 @@
 #include <new>
 #include <vector>
 
+#include "QfnUtils/ThreadEnd.h"
+
 namespace Qfn {
 
 // Keeps the storage of freed objects of one type for the next one: objects made and dropped all
@@ -24,10 +26,10 @@ public:
 
     T* allocate(size_t count)
     {
-        std::vector<void*>& freeBlocks = blocks();
-        if (count == 1 && !freeBlocks.empty()) {
-            void* block = freeBlocks.back();
-            freeBlocks.pop_back();
+        std::vector<void*>* freeBlocks = blocks();
+        if (count == 1 && freeBlocks && !freeBlocks->empty()) {
+            void* block = freeBlocks->back();
+            freeBlocks->pop_back();
             return static_cast<T*>(block);
         }
         return static_cast<T*>(::operator new(count * sizeof(T)));
@@ -37,9 +39,10 @@ public:
 
     void deallocate(T* pointer, size_t count) noexcept
     {
-        if (count == 1 && blocks().size() < kMaxKeptBlocks) {
+        std::vector<void*>* freeBlocks = blocks();
+        if (count == 1 && freeBlocks && freeBlocks->size() < kMaxKeptBlocks) {
             try {
-                blocks().push_back(pointer);
+                freeBlocks->push_back(pointer);
                 return;
             } catch (std::exception&) {
                 // No room to keep the block: give it back instead.
@@ -49,7 +52,7 @@ public:
     }
 
     // How many freed blocks wait for reuse on this thread.
-    static size_t getKeptBlockCount() { return blocks().size(); }
+    static size_t getKeptBlockCount() { return blocks() ? blocks()->size() : 0; }
 
     template <class U>
     bool operator==(const PoolAllocator<U>&) const noexcept
@@ -58,12 +61,24 @@ public:
     }
 
 private:
-    // One list per thread. It is never destroyed, so that an object released during static
-    // tear-down still has somewhere to put its block.
-    static std::vector<void*>& blocks()
+    // One list per thread. The main thread's is never destroyed, so that an object released during
+    // static tear-down still has somewhere to put its block; another thread's gives its blocks back
+    // when the thread ends (the coordinator's own thread among them), and is null from then on.
+    struct FreeList {
+        std::vector<void*>* blocks = new std::vector<void*>();
+        ~FreeList()
+        {
+            if (ThreadEnd::isMainThread()) return;
+            for (void* block : *blocks)
+                ::operator delete(block);
+            delete blocks;
+            blocks = nullptr;
+        }
+    };
+    static std::vector<void*>* blocks()
     {
-        thread_local std::vector<void*>* freeBlocks = new std::vector<void*>();
-        return *freeBlocks;
+        thread_local FreeList freeList;
+        return freeList.blocks;
     }
 };
 

@@ -9,6 +9,7 @@
 #include "QfnParser/model/OMScope.h"
 #include "QfnParser/streams/OpenedFile.h"
 #include "QfnTask/Task.h"
+#include "QfnUtils/BigStackThread.h"
 #include "QfnUtils/Pipes.h"
 #include "QfnUtils/Signals.h"
 #include "QfnUtils/Utils.h"
@@ -86,7 +87,9 @@ bool serverLoop()
     return retVal;
 }
 
-int main(int argc, char** argv)
+namespace {
+
+int runCoordinator(int argc, char** argv)
 {
     try {
         do {
@@ -122,6 +125,15 @@ int main(int argc, char** argv)
         LOG_THROWS(e);
     }
     return InternalCoordinator::getExitStatus();
+}
+
+}  // namespace
+
+// The coordinator runs on a thread with a large stack, so that scripts may recurse deeply.
+int main(int argc, char** argv)
+{
+    return BigStackThread::run(BigStackThread::kDefaultStackBytes,
+                               [argc, argv] { return runCoordinator(argc, argv); });
 }
 
 }  // namespace Qfn

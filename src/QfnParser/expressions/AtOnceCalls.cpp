@@ -8,7 +8,8 @@
 #include "QfnParser/expressions/OMExpression.h"
 #include "QfnParser/model/OMNode.h"
 #include "QfnParser/model/OMScope.h"
-#include "QfnTask/YieldingFrame.h"
+#include "QfnTask/Task.h"
+#include "QfnUtils/StackRoom.h"
 
 namespace Qfn {
 
@@ -64,8 +65,7 @@ bool AtOnceCalls::attempt(Task& task, const std::shared_ptr<IOMNode>& node,
     const std::shared_ptr<OMExpression> expression = node->getExpression();
     if (!expression || !expression->isScriptCall() || !expression->isAtOnce(AtOnceMode::WITH_CALLS))
         return false;
-    const size_t frames = task.getFunctionStateCount();
-    if (frames + kFramesPerCall >= kMaxNestedFrames) return false;
+    if (!StackRoom::isLeft() || task.getScriptCallDepth() > Task::getMaxCallDepth()) return false;
     task.askClockNext();
     if (task.isSliceOver()) return false;
 
@@ -73,7 +73,7 @@ bool AtOnceCalls::attempt(Task& task, const std::shared_ptr<IOMNode>& node,
     fIsActive = true;
     fAttemptMark = ++marks;
     fCallsLeft = kCallBudget;
-    fFramesLeft = kMaxNestedFrames - frames;
+    fDepthLeft = Task::getMaxCallDepth() + 1 - task.getScriptCallDepth();
     fIsOverBudget = false;
     fTopExpression = expression.get();
     fEntered.clear();
@@ -109,9 +109,9 @@ AtOnceCalls::Call::Call(const OMExpression& body, NodeSpan arguments)
         return;
     }
     const uint64_t key = keyOf(body, arguments);
-    // A call nests its body's levels on the stack, as the resumable way stacks a frame or two for each.
-    const size_t frames = 2 * static_cast<size_t>(body.getDepth()) + kFramesPerCall;
-    if (fCallsLeft == 0 || frames > fFramesLeft || fBigCalls[key % kBigCallSlots] == key) {
+    // The resumable way reports a call too deep for the limit or the stack, at its own level.
+    if (fCallsLeft == 0 || fEntered.size() >= fDepthLeft || !StackRoom::isLeft() ||
+        fBigCalls[key % kBigCallSlots] == key) {
         if (fCallsLeft == 0) rememberBigCalls();
         fIsOverBudget = true;
         return;
@@ -122,15 +122,12 @@ AtOnceCalls::Call::Call(const OMExpression& body, NodeSpan arguments)
         return;
     }
     --fCallsLeft;
-    fFramesLeft -= frames;
-    fFrames = frames;
     fIsEntered = true;
 }
 
 AtOnceCalls::Call::~Call()
 {
     if (!fIsEntered) return;
-    fFramesLeft += fFrames;
     if (!fEntered.empty()) fEntered.pop_back();
 }
 

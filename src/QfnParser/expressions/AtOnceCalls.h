@@ -43,7 +43,6 @@ public:
 
     private:
         bool fIsEntered = false;
-        size_t fFrames = 0;
     };
 
     // The mark of the scopes this attempt made for its calls; 0 outside an attempt.
@@ -64,9 +63,6 @@ public:
 
     // How many calls one attempt may make: it bounds the work done before turns are taken.
     static constexpr unsigned kCallBudget = 1000;
-    // What a call counts for on the stack besides two frames for each level of its body; calls
-    // nest within the frames the task has left.
-    static constexpr size_t kFramesPerCall = 12;
 
 private:
     struct Entered {
@@ -93,8 +89,8 @@ private:
     static inline bool fIsActive = false;
     static inline uint64_t fAttemptMark = 0;
     static inline unsigned fCallsLeft = 0;
-    // What the thread's stack has left for nested calls, counted as the task counts its frames.
-    static inline size_t fFramesLeft = 0;
+    // How much deeper calls may nest before the task's limit.
+    static inline size_t fDepthLeft = 0;
     static inline bool fIsOverBudget = false;
     static inline const OMExpression* fTopExpression = nullptr;
     static inline std::vector<Entered> fEntered;

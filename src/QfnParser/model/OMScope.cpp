@@ -86,6 +86,28 @@ void OMScope::setAtOnceMark(uint64_t mark, const FunctionSignature* names)
     fSkipRelation = sameAbove ? fParent->fSkipRelation : fParentScopeRelationType;
 }
 
+void OMScope::setCallNames(const FunctionSignature* names)
+{
+    if (names && names->getParameterList().empty()) names = nullptr;
+    fCallNames = names;
+    // The scopes passed over cannot gain names while this one lives: a new name is made in the
+    // scope that writes it, and only the deepest call runs.
+    const bool sameAbove = names && fParent && fParent->fCallNames == names &&
+                           fParentScopeRelationType == ScopeRelationType::READ_WRITE &&
+                           fParent->holdsOnlyCallNames();
+    fSkipTo = sameAbove ? fParent->fSkipTo : fParent.get();
+    fSkipRelation = sameAbove ? fParent->fSkipRelation : fParentScopeRelationType;
+}
+
+bool OMScope::holdsOnlyCallNames() const
+{
+    const std::shared_ptr<OMMap>& map = getMap();
+    if (getType() != OMType::Map || !map) return false;
+    for (const auto& member : *map)
+        if (isPassedOverFor(member.first)) return false;
+    return true;
+}
+
 bool OMScope::bindName(const std::string& name, size_t index, const std::shared_ptr<IOMNode>& node)
 {
     if (!fUsesSlots) return bindMember(name, node);
@@ -129,7 +151,7 @@ const OMScope* OMScope::findVisibleOwner(const std::string& attr, std::shared_pt
             return owner;
         }
         if (holder->readOwn(attr, node)) return holder;
-        if (holder->fFixedNames) {
+        if (holder->fFixedNames || holder->isPassedOverFor(attr)) {
             relation = holder->fSkipRelation;
             holder = holder->fSkipTo;
         } else {
@@ -175,6 +197,12 @@ OMScope* OMScope::findWriteTarget(const std::string& attr)
     while (true) {
         std::shared_ptr<IOMNode> node;
         if (candidate->readOwn(attr, node)) return candidate;
+        // Calls of the same function that cannot hold the name, up to a link that may write.
+        if (candidate->fSkipTo && candidate->isPassedOverFor(attr) && candidate->fSkipRelation == ScopeRelationType::READ_WRITE &&
+            candidate->fSkipTo != candidate->fParent.get()) {
+            candidate = const_cast<OMScope*>(candidate->fSkipTo);
+            continue;
+        }
         if (!candidate->fParent) return this;
         if (candidate->fParentScopeRelationType != ScopeRelationType::READ_WRITE) {
             bool visibleAbove = candidate->fParentScopeRelationType != ScopeRelationType::NONE &&

@@ -52,6 +52,10 @@ public:
     // such names are kept in slots, in the signature's order, instead of the map.
     uint64_t getAtOnceMark() const { return fAtOnceMark; }
     void setAtOnceMark(uint64_t mark, const FunctionSignature* names);
+    // A scope made for a resumable call of the function with these names. Calls of the same
+    // function directly above it that hold nothing else are passed over in one step when a name
+    // is looked for that none of them binds: a deep recursion then finds its globals at once.
+    void setCallNames(const FunctionSignature* names);
     // Binds the name at index of the signature given to setAtOnceMark.
     bool bindName(const std::string& name, size_t index, const std::shared_ptr<IOMNode>& node);
     bool holdsName(const std::string& attr) const;
@@ -73,6 +77,12 @@ private:
     const OMScope* findVisibleOwner(const std::string& attr, std::shared_ptr<IOMNode>& node,
                                     bool isCacheable = false) const;
     OMScope* findWriteTarget(const std::string& attr);
+    // Whether a resumable call's scope may be passed over when attr is looked for.
+    bool isPassedOverFor(const std::string& attr) const
+    {
+        return fCallNames && !fCallNames->bindsName(attr) && attr != "this" && attr != "arguments";
+    }
+    bool holdsOnlyCallNames() const;
 
 protected:
     OMScope(std::shared_ptr<OMScope> parent, ScopeRelationType parentScopeRelationType);
@@ -91,6 +101,8 @@ private:
     // the same names: where a name none of them holds is looked for next, and through what link.
     const OMScope* fSkipTo = nullptr;
     ScopeRelationType fSkipRelation = ScopeRelationType::NONE;
+    // The names of the resumable call this scope was made for; null for any other scope.
+    const FunctionSignature* fCallNames = nullptr;
 };
 
 }  // namespace Qfn

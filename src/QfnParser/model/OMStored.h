@@ -79,6 +79,8 @@ public:
     std::shared_ptr<OMScope> makeCallScope(bool isMethod, const std::shared_ptr<IOMNode>& thisNode,
                                            NodeSpan arguments, const std::shared_ptr<OMScope>& scope,
                                            bool isAtOnce);
+    // The error of a call one deeper than the task's limit.
+    static void reportCallTooDeep();
     // A plain call inside an attempt of AtOnceCalls; false when the attempt must give up.
     bool callAtOnce(NodeSpan arguments, const std::shared_ptr<OMScope>& scope,
                     std::shared_ptr<IOMNode>& retVal);

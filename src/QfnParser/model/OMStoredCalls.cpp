@@ -138,6 +138,7 @@ std::shared_ptr<OMScope> OMStored::makeCallScope(bool isMethod, const std::share
                 retVal = std::move(functionScope);
                 break;
             }
+            functionScope->setCallNames(functionSignature.get());
             if (!isMethod) {
                 if (thisNode) {
                     SANITY_CHECK(functionScope->bindMember("this", thisNode));
@@ -157,6 +158,11 @@ std::shared_ptr<OMScope> OMStored::makeCallScope(bool isMethod, const std::share
         LOG_THROWS(e);
     }
     return retVal;
+}
+
+void OMStored::reportCallTooDeep()
+{
+    LOG_ERROR("calls nested deeper than the limit maxCallDepth = " + std::to_string(Task::getMaxCallDepth()));
 }
 
 bool OMStored::callAtOnce(NodeSpan arguments, const std::shared_ptr<OMScope>& scope,
@@ -209,12 +215,17 @@ void OMStored::callNodeAsFunction_yielding(const std::shared_ptr<Task>& task,
                     ASSIGN(s.functionScope,
                            makeCallScope(isMethod, thisNode, arguments ? NodeSpan(*arguments) : NodeSpan(),
                                          scope, false));
+                    if (!task->enterScriptCall()) {
+                        reportCallTooDeep();
+                        break;
+                    }
                     s.fState = EVALUATE;
                     break;
                     YIELDING_CALL(EVALUATE, s.expression->get_yielding(task, s.result, AccessType::GET,
                                                                        s.functionScope, ScriptPhase::RUN));
                 case resumeAfter(EVALUATE):
                     s.fState = kFinished;
+                    task->leaveScriptCall();
                     SANITY_CHECK(s.result);
                     retVal = s.result->unwrapReturnValue();
                     if (!retVal) retVal = OMStored::undefinedFactory();

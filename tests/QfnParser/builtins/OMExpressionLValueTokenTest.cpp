@@ -297,7 +297,8 @@ TEST_F(Builtins, SysInfoAndCallBacks)
                                ", \"\\\"> \\\"\", 10000000]");
     auto sysInfo = info.variable("s");
     ASSERT_TRUE(sysInfo);
-    EXPECT_EQ(sysInfo->getSize(), 48u);
+    EXPECT_EQ(sysInfo->getSize(), 49u);
+    EXPECT_EQ(sysInfo->getOMNode("maxCallDepth")->getInt(), 100000);
     EXPECT_EQ(sysInfo->getOMNode("USERDATA_DIR")->getString(), dataHome.path());
     EXPECT_EQ(sysInfo->getOMNode("sessionDataPath")->getString(),
               dataHome.path() + "net.quillfern/SessionData/" + InternalCoordinator::getName() + ".json");
