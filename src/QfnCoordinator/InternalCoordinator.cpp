@@ -8,6 +8,7 @@
 #include "QfnParser/model/OMScope.h"
 #include "QfnParser/streams/InputStreamConsole.h"
 #include "QfnParser/streams/InputStreamFile.h"
+#include "QfnParser/streams/InputStreamLineEditor.h"
 #include "QfnParser/streams/InputStreamStdIn.h"
 #include "QfnParser/streams/OutputStreamStdOut.h"
 #include "QfnTask/ITaskHost.h"
@@ -452,8 +453,25 @@ std::shared_ptr<InputStream> InternalCoordinator::inputStreamFactory()
                 retVal = InputStreamFile::factory(file, true);
                 break;
             }
-            retVal = InputStreamConsole::factory();
+            retVal = consoleStreamFactory();
         } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+std::shared_ptr<InputStream> InternalCoordinator::consoleStreamFactory()
+{
+    std::shared_ptr<InputStream> retVal;
+    try {
+        // The editor always shows what is typed: a console set not to echo keeps the plain reader.
+        const bool isEchoing = fConsoleEcho == 1 || fConsoleEcho == 3;
+        if (isEchoing && InputStreamLineEditor::isAvailable()) {
+            retVal = InputStreamLineEditor::factory();
+        } else {
+            retVal = InputStreamConsole::factory();
+        }
     } catch (std::exception& e) {
         LOG_THROWS(e);
     }

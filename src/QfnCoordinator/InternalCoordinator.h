@@ -193,6 +193,8 @@ public:
     static const std::string& getPrompt(int level) { return level == 0 ? fPrompt : fPromptContinuation; }
     // The process's default streams: standard input when asked for, else the script file, else the console.
     static std::shared_ptr<InputStream> inputStreamFactory();
+    // The keyboard: the line editor at a terminal when the console echoes, else the plain console.
+    static std::shared_ptr<InputStream> consoleStreamFactory();
     static std::shared_ptr<OutputStream> outputStreamFactory();
     static bool getIsServer() { return fIsServer; }
     static bool getIsInteractive() { return fIsInteractive; }

@@ -240,7 +240,7 @@ bool InternalCoordinator::checkConsoleCompletion()
     if (script && !fIsConsoleTaskInteractive && script->getStatementsNotParsed() > 0) setExitStatus(1);
     fConsoleTask.reset();
     if (fIsInteractive && !fIsConsoleTaskInteractive && !isTerminating()) {
-        return startConsoleTask(InputStreamConsole::factory(), true);
+        return startConsoleTask(consoleStreamFactory(), true);
     }
     if (fIsServer) return true;
     return terminate();

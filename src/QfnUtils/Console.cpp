@@ -12,39 +12,61 @@ namespace Qfn::Console {
 
 namespace {
 
+volatile sig_atomic_t gIsSaved = 0;
 volatile sig_atomic_t gIsRaw = 0;
-bool gIsRestoreRegistered = false;
 struct termios gSavedTermios;
 
 }  // namespace
 
+bool saveTerminal()
+{
+    if (gIsSaved) return true;
+    if (!isatty(STDIN_FILENO) || tcgetattr(STDIN_FILENO, &gSavedTermios) != 0) return false;
+    gIsSaved = 1;
+    std::atexit(restoreTerminal);
+    return true;
+}
+
 bool beginRawInput()
 {
-    if (gIsRaw) return true;
-    if (!isatty(STDIN_FILENO)) return false;
-    if (tcgetattr(STDIN_FILENO, &gSavedTermios) != 0) return false;
+    return gIsRaw || resumeRawInput();
+}
+
+bool resumeRawInput()
+{
+    if (!saveTerminal()) return false;
     struct termios raw = gSavedTermios;
     raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
     raw.c_cc[VMIN] = 1;
     raw.c_cc[VTIME] = 0;
     if (tcsetattr(STDIN_FILENO, TCSANOW, &raw) != 0) return false;
     gIsRaw = 1;
-    if (!gIsRestoreRegistered) gIsRestoreRegistered = std::atexit(restoreTerminal) == 0;
     return true;
+}
+
+bool isTerminal()
+{
+    return isatty(STDIN_FILENO) && isatty(STDOUT_FILENO);
 }
 
 void restoreTerminal()
 {
-    if (!gIsRaw) return;
+    if (!gIsSaved) return;
     tcsetattr(STDIN_FILENO, TCSANOW, &gSavedTermios);
     gIsRaw = 0;
 }
 
-bool isKeyWaiting()
+InputState pollInput()
 {
     struct pollfd entry = {STDIN_FILENO, POLLIN, 0};
-    int ready = poll(&entry, 1, 0);
-    return ready > 0 && (entry.revents & (POLLIN | POLLHUP | POLLERR)) != 0;
+    if (poll(&entry, 1, 0) <= 0) return InputState::Empty;
+    if ((entry.revents & (POLLHUP | POLLERR | POLLNVAL)) != 0) return InputState::Closed;
+    return (entry.revents & POLLIN) != 0 ? InputState::Ready : InputState::Empty;
+}
+
+bool isKeyWaiting()
+{
+    return pollInput() != InputState::Empty;
 }
 
 int readKey()

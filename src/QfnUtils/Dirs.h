@@ -116,6 +116,8 @@ public:
     static const std::string& getSystemDataPath();
     // $XDG_DATA_HOME, else $HOME/.local/share; made when missing.
     static const std::string& getUserDataPath();
+    // $XDG_STATE_HOME, else $HOME/.local/state; made when missing.
+    static const std::string& getUserStatePath();
     // $TMPDIR, else /tmp.
     static const std::string& getTmpPath();
     // The user data folder's net.quillfern/Logs/, made when missing.

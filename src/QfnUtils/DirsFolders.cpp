@@ -24,6 +24,7 @@ struct CachedPaths {
     std::string fDesktopPath;
     std::string fSystemDataPath;
     std::string fUserDataPath;
+    std::string fUserStatePath;
     std::string fTmpPath;
     std::string fLogDirPath;
 };
@@ -212,34 +213,48 @@ const std::string& Dirs::getSystemDataPath()
     return fSystemDataPath;
 }
 
-const std::string& Dirs::getUserDataPath()
+namespace {
+
+// A per-user folder of the XDG scheme: the environment variable, else the default below home;
+// made when missing, since a fresh account has none of them yet.
+const std::string& userFolder(std::string& cached, const char* variable, const char* belowHome)
 {
-    std::string& fUserDataPath = cache().fUserDataPath;
     bool succeeded = false;
     try {
         do {
-            if (!fUserDataPath.empty()) {
+            if (!cached.empty()) {
                 succeeded = true;
                 break;
             }
-            const char* temp = std::getenv("XDG_DATA_HOME");
+            const char* temp = std::getenv(variable);
             if (temp && *temp) {
-                fUserDataPath = addTrailingSeparator(temp);
+                cached = Dirs::addTrailingSeparator(temp);
             } else {
-                const std::string& homePath = getHomePath();
+                const std::string& homePath = Dirs::getHomePath();
                 if (homePath.empty()) break;
-                fUserDataPath = homePath + ".local/share/";
+                cached = homePath + belowHome;
             }
-            // A fresh account has none yet; the programs that use it make it.
-            if (!dirExists(fUserDataPath)) mkDir(fUserDataPath, DirRecurse::RECURSE);
-            SANITY_CHECK(dirExists(fUserDataPath));
+            if (!Dirs::dirExists(cached)) Dirs::mkDir(cached, DirRecurse::RECURSE);
+            SANITY_CHECK(Dirs::dirExists(cached));
             succeeded = true;
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);
     }
-    if (!succeeded) fUserDataPath.clear();
-    return fUserDataPath;
+    if (!succeeded) cached.clear();
+    return cached;
+}
+
+}  // namespace
+
+const std::string& Dirs::getUserDataPath()
+{
+    return userFolder(cache().fUserDataPath, "XDG_DATA_HOME", ".local/share/");
+}
+
+const std::string& Dirs::getUserStatePath()
+{
+    return userFolder(cache().fUserStatePath, "XDG_STATE_HOME", ".local/state/");
 }
 
 const std::string& Dirs::getTmpPath()

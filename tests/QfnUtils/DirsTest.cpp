@@ -323,6 +323,7 @@ TEST(DirsWellKnownFolders, ComeFromTheEnvironmentAndAreCached)
     EnvGuard env;
     env.set("HOME", Dirs::removeTrailingSeparator(home.path()));
     env.unset("XDG_DATA_HOME");
+    env.unset("XDG_STATE_HOME");
     env.set("XDG_DATA_DIRS", home.path() + "sys:/usr/share");
     env.set("TMPDIR", home.path() + "tmp");
     Dirs::resetCachedPaths();
@@ -337,6 +338,8 @@ TEST(DirsWellKnownFolders, ComeFromTheEnvironmentAndAreCached)
     EXPECT_EQ(Dirs::getDesktopPath(), home.path());
     EXPECT_EQ(Dirs::getUserDataPath(), home.path() + ".local/share/");
     EXPECT_TRUE(Dirs::dirExists(Dirs::getUserDataPath())) << "made on first use";
+    EXPECT_EQ(Dirs::getUserStatePath(), home.path() + ".local/state/");
+    EXPECT_TRUE(Dirs::dirExists(Dirs::getUserStatePath()));
     EXPECT_EQ(Dirs::getLogDirPath(), home.path() + ".local/share/net.quillfern/Logs/");
     EXPECT_TRUE(Dirs::dirExists(Dirs::getLogDirPath()));
     EXPECT_EQ(Dirs::getSystemDataPath(), home.path() + "sys/");
@@ -347,9 +350,12 @@ TEST(DirsWellKnownFolders, ComeFromTheEnvironmentAndAreCached)
     ASSERT_TRUE(Dirs::mkDir(home.path() + "Documents"));
     EXPECT_EQ(Dirs::getDocumentsPath(), home.path());
     env.set("XDG_DATA_HOME", home.path() + "data");
+    env.set("XDG_STATE_HOME", home.path() + "state");
     Dirs::resetCachedPaths();
     EXPECT_EQ(Dirs::getDocumentsPath(), home.path() + "Documents/");
     EXPECT_EQ(Dirs::getUserDataPath(), home.path() + "data/");
+    EXPECT_EQ(Dirs::getUserStatePath(), home.path() + "state/");
+    EXPECT_TRUE(Dirs::dirExists(home.path() + "state/"));
 
     env.set("HOME", home.path() + "gone");
     Dirs::resetCachedPaths();

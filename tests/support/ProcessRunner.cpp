@@ -3,8 +3,8 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/wait.h>
 #include <stdlib.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -44,15 +44,22 @@ ProcessRunner::~ProcessRunner()
         waitpid(fPid, nullptr, 0);
     }
     if (fTerminalFd >= 0) close(fTerminalFd);
+    if (fTerminalSideFd >= 0) close(fTerminalSideFd);
     if (!fDirectory.empty()) {
         std::error_code ignored;
         std::filesystem::remove_all(fDirectory, ignored);
     }
 }
 
-bool ProcessRunner::start() { return spawn(false); }
+bool ProcessRunner::start()
+{
+    return spawn(false);
+}
 
-bool ProcessRunner::startInTerminal() { return spawn(true); }
+bool ProcessRunner::startInTerminal()
+{
+    return spawn(true);
+}
 
 void ProcessRunner::setStandardInput(const std::string& text)
 {
@@ -67,7 +74,8 @@ bool ProcessRunner::spawn(bool inTerminal)
     std::filesystem::create_directories(home + "/.local/share");
     std::vector<std::string> environment = {"HOME=" + home, "XDG_DATA_HOME=" + home + "/.local/share",
                                             "TMPDIR=" + fDirectory, "PATH=/usr/bin:/bin"};
-    if (const char* asanOptions = std::getenv("ASAN_OPTIONS")) environment.push_back(std::string("ASAN_OPTIONS=") + asanOptions);
+    if (const char* asanOptions = std::getenv("ASAN_OPTIONS"))
+        environment.push_back(std::string("ASAN_OPTIONS=") + asanOptions);
     // A further entry replaces one of the same name.
     for (const std::string& extra : fExtraEnvironment) {
         std::string name = extra.substr(0, extra.find('=') + 1);
@@ -75,10 +83,12 @@ bool ProcessRunner::spawn(bool inTerminal)
         environment.push_back(extra);
     }
     std::vector<char*> envp;
-    for (auto& entry : environment) envp.push_back(entry.data());
+    for (auto& entry : environment)
+        envp.push_back(entry.data());
     envp.push_back(nullptr);
     std::vector<char*> argv;
-    for (auto& argument : fArguments) argv.push_back(argument.data());
+    for (auto& argument : fArguments)
+        argv.push_back(argument.data());
     argv.push_back(nullptr);
 
     std::string terminalPath;
@@ -87,6 +97,8 @@ bool ProcessRunner::spawn(bool inTerminal)
         if (fTerminalFd < 0 || grantpt(fTerminalFd) != 0 || unlockpt(fTerminalFd) != 0) return false;
         terminalPath = ptsname(fTerminalFd);
         fcntl(fTerminalFd, F_SETFL, fcntl(fTerminalFd, F_GETFL) | O_NONBLOCK);
+        fTerminalSideFd = open(terminalPath.c_str(), O_RDWR | O_NOCTTY);
+        if (fTerminalSideFd < 0 || tcgetattr(fTerminalSideFd, &fTerminalModesAtStart) != 0) return false;
     }
     std::string inputPath = fHasStandardInput ? fDirectory + "/stdin" : "/dev/null";
     posix_spawn_file_actions_t actions;
@@ -96,26 +108,42 @@ bool ProcessRunner::spawn(bool inTerminal)
         posix_spawn_file_actions_adddup2(&actions, 0, 1);
     } else {
         posix_spawn_file_actions_addopen(&actions, 0, inputPath.c_str(), O_RDONLY, 0);
-        posix_spawn_file_actions_addopen(&actions, 1, (fDirectory + "/stdout").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        posix_spawn_file_actions_addopen(&actions, 1, (fDirectory + "/stdout").c_str(),
+                                         O_WRONLY | O_CREAT | O_TRUNC, 0600);
     }
-    posix_spawn_file_actions_addopen(&actions, 2, (fDirectory + "/stderr").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    posix_spawn_file_actions_addopen(&actions, 2, (fDirectory + "/stderr").c_str(),
+                                     O_WRONLY | O_CREAT | O_TRUNC, 0600);
     if (fTerminalFd >= 0) posix_spawn_file_actions_addclose(&actions, fTerminalFd);
-    int result = posix_spawn(&fPid, argv[0], &actions, nullptr, argv.data(), envp.data());
+    if (fTerminalSideFd >= 0) posix_spawn_file_actions_addclose(&actions, fTerminalSideFd);
+    // A new session first: the terminal it then opens becomes its controlling terminal, so that
+    // Ctrl-C typed there interrupts it.
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    if (inTerminal) posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+    int result = posix_spawn(&fPid, argv[0], &actions, &attributes, argv.data(), envp.data());
+    posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     return result == 0;
 }
 
 bool ProcessRunner::typeKeys(const std::string& keys) const
 {
-    return fTerminalFd >= 0 && write(fTerminalFd, keys.data(), keys.size()) == static_cast<ssize_t>(keys.size());
+    return fTerminalFd >= 0 &&
+           write(fTerminalFd, keys.data(), keys.size()) == static_cast<ssize_t>(keys.size());
 }
 
 const std::string& ProcessRunner::terminalOutput()
 {
     char buffer[4096];
     ssize_t got;
-    while (fTerminalFd >= 0 && (got = read(fTerminalFd, buffer, sizeof(buffer))) > 0) fTerminalOutput.append(buffer, got);
+    while (fTerminalFd >= 0 && (got = read(fTerminalFd, buffer, sizeof(buffer))) > 0)
+        fTerminalOutput.append(buffer, got);
     return fTerminalOutput;
+}
+
+bool ProcessRunner::terminalModes(struct termios& modes) const
+{
+    return fTerminalSideFd >= 0 && tcgetattr(fTerminalSideFd, &modes) == 0;
 }
 
 bool ProcessRunner::waitForTerminal(const std::string& text, std::chrono::milliseconds timeout, size_t from)
@@ -144,7 +172,10 @@ bool ProcessRunner::waitForExit(std::chrono::milliseconds timeout)
     return true;
 }
 
-bool ProcessRunner::sendSignal(int signalNumber) const { return fPid > 0 && kill(fPid, signalNumber) == 0; }
+bool ProcessRunner::sendSignal(int signalNumber) const
+{
+    return fPid > 0 && kill(fPid, signalNumber) == 0;
+}
 
 bool ProcessRunner::catchesSignal(int signalNumber) const
 {
@@ -178,8 +209,14 @@ long ProcessRunner::cpuTicks() const
     return utime + stime;
 }
 
-std::string ProcessRunner::standardOutput() const { return readFile(fDirectory + "/stdout"); }
+std::string ProcessRunner::standardOutput() const
+{
+    return readFile(fDirectory + "/stdout");
+}
 
-std::string ProcessRunner::standardError() const { return readFile(fDirectory + "/stderr"); }
+std::string ProcessRunner::standardError() const
+{
+    return readFile(fDirectory + "/stderr");
+}
 
 }  // namespace QfnTest

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <sys/types.h>
+#include <termios.h>
 
 #include <chrono>
 #include <functional>
@@ -17,7 +18,8 @@ public:
     ~ProcessRunner();
 
     bool start();
-    // Standard input and output on a pseudo-terminal instead (standard error still to its file).
+    // Standard input and output on a pseudo-terminal instead (standard error still to its file),
+    // which is the controlling terminal of the process's own session, as a shell would start it.
     bool startInTerminal();
     // What the process reads on standard input (a file), given before start; /dev/null otherwise.
     void setStandardInput(const std::string& text);
@@ -30,6 +32,10 @@ public:
     // The terminal: keys typed, and everything shown so far (read without waiting).
     bool typeKeys(const std::string& keys) const;
     const std::string& terminalOutput();
+    // The terminal's modes now (read on a side of it this object keeps open, so also after the
+    // process has ended), and as they were before the process started.
+    bool terminalModes(struct termios& modes) const;
+    const struct termios& terminalModesAtStart() const { return fTerminalModesAtStart; }
     // Waits until the terminal has shown the text (after the given offset of its output).
     bool waitForTerminal(const std::string& text, std::chrono::milliseconds timeout, size_t from = 0);
     // Waits for the process to end; false when it is still running at the deadline.
@@ -56,6 +62,8 @@ private:
     std::vector<std::string> fExtraEnvironment;
     bool fHasStandardInput = false;
     int fTerminalFd = -1;
+    int fTerminalSideFd = -1;
+    struct termios fTerminalModesAtStart {};
     std::string fTerminalOutput;
     pid_t fPid = -1;
     int fExitStatus = -1;

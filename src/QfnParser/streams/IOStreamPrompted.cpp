@@ -157,6 +157,11 @@ bool IOStreamPrompted::sendPromptToOutput(const std::shared_ptr<Task>& task, boo
             std::shared_ptr<IOMNode> node = getPromptNode(continuation);
             std::string text = node && node->getType() == OMType::String ? node->getString()
                                                                          : promptOfHost(continuation ? 1 : 0);
+            auto* console = dynamic_cast<InputStreamConsole*>(fNestedInputStream.get());
+            if (console && console->takePrompt(text)) {
+                retVal = true;
+                break;
+            }
             if (text.empty()) {
                 retVal = true;
                 break;

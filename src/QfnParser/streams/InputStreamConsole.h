@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "QfnParser/streams/InputStream.h"
 
 namespace Qfn {
@@ -18,7 +20,9 @@ public:
     bool setPos(uint64_t pos) override { return pos == fPos; }
     virtual int getMode() const { return fMode; }
     virtual bool setMode(int mode);
-    bool isEchoing() const { return fMode == 1 || fMode == 3; }
+    virtual bool isEchoing() const { return fMode == 1 || fMode == 3; }
+    // A console that draws the prompt itself takes its text; this one leaves it to the prompted stream.
+    virtual bool takePrompt(const std::string&) { return false; }
 
 protected:
     InputStreamConsole();
