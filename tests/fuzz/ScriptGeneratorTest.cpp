@@ -1,5 +1,6 @@
 // The generator behind the differential fuzzer: its scripts parse, end within a small budget, keep
-// their values small, use every construct it knows, and give the same outcome both ways.
+// their values small and their arrays and maps what they are, use every construct it knows, and give
+// the same outcome both ways.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -52,6 +53,7 @@ TEST(ScriptGenerator, ScriptsEndSmallUseEveryConstructAndAgreeBothWays)
         "output(", "substr",  "keys(", "stringify(", "[",           "{p: ",       " ? ",    "typeof "};
     std::vector<bool> seen(constructs.size(), false);
     std::mt19937 random(2024);
+    int scriptsWithErrors = 0;
     for (int i = 0; i < 200; ++i) {
         const std::string script = generate(randomBytes(random, 64 + random() % 1500));
         for (size_t c = 0; c < constructs.size(); ++c)
@@ -64,7 +66,13 @@ TEST(ScriptGenerator, ScriptsEndSmallUseEveryConstructAndAgreeBothWays)
                                        << fast.describe() << "resumably:\n"
                                        << slow.describe();
         EXPECT_LT(fast.scope.size() + fast.output.size(), 100000u) << script;
+        // Arrays and maps stay what they are, so that writes of their members succeed.
+        for (const char* global : {"\"a0\": [", "\"a1\": [", "\"m0\": {", "\"m1\": {"})
+            EXPECT_NE(fast.scope.find(global), std::string::npos) << global << " in " << fast.scope;
+        scriptsWithErrors += fast.errors > 0 ? 1 : 0;
     }
+    // An error ends a script: most must run to their end.
+    EXPECT_LT(scriptsWithErrors, 200 / 3);
     for (size_t c = 0; c < constructs.size(); ++c)
         EXPECT_TRUE(seen[c]) << "never generated: " << constructs[c];
     EXPECT_EQ(Qfn::OMStored::getOMStoredCount(), before);
