@@ -4,8 +4,12 @@
 #include "QfnParser/model/IOMNode.h"
 #include "QfnParser/model/OMScope.h"
 #include "QfnParser/model/OMStored.h"
+#include "QfnParser/streams/IOStreamPrompted.h"
+#include "QfnParser/streams/InputStreamString.h"
+#include "QfnParser/streams/OutputStreamString.h"
 #include "QfnParser/tasks/script/EvalTask.h"
 #include "QfnParser/tasks/script/ParseTask.h"
+#include "QfnTask/Task.h"
 
 namespace QfnTest {
 
@@ -37,9 +41,11 @@ ScriptResult runScript(const std::string& text, std::shared_ptr<OMScope> scope)
 
 namespace {
 
-// Runs the task for at most the budget; true when it completed within it.
+// Runs the task for at most the budget (a negative slice count: to completion); true when it
+// completed within it.
 bool runWithin(const std::shared_ptr<Task>& task, int slices, int64_t sliceMicroseconds)
 {
+    if (slices < 0) task->runToCompletion();
     for (int i = 0; i < slices && !task->getIsTaskCompleted(); ++i)
         task->runTimeslice(sliceMicroseconds);
     bool completed = task->getIsTaskCompleted();
@@ -47,9 +53,18 @@ bool runWithin(const std::shared_ptr<Task>& task, int slices, int64_t sliceMicro
     return completed;
 }
 
-}  // namespace
+// Lends its prompted stream to the evaluation: a task writes output() to its parent's stream.
+class OutputLenderTask : public Task {
+public:
+    explicit OutputLenderTask(std::shared_ptr<InputStream> stream)
+        : Task("OutputLender", kRunToCompletion, std::move(stream))
+    {
+    }
+    void timeslice() override {}
+};
 
-ScriptResult runScriptBounded(const std::string& text, int slices, int64_t sliceMicroseconds)
+ScriptResult runBounded(const std::string& text, int slices, int64_t sliceMicroseconds,
+                        const std::shared_ptr<OutputStreamString>& output)
 {
     ScriptResult result;
     result.tree = OMStored::undefinedFactory();
@@ -60,9 +75,28 @@ ScriptResult runScriptBounded(const std::string& text, int slices, int64_t slice
     if (!result.parsed) return result;
     auto eval = EvalTask::factory(result.tree, result.scope, HandleReturnValue::UNWRAP);
     if (!eval) return result;
+    std::shared_ptr<Task> lender;
+    if (output) {
+        auto stream = IOStreamPrompted::factory(InputStreamString::factory(""), output);
+        lender = std::make_shared<OutputLenderTask>(stream);
+        eval->registerParentTask(lender);
+    }
     result.completed = runWithin(eval, slices, sliceMicroseconds);
     if (result.completed) result.value = std::dynamic_pointer_cast<EvalTask>(eval)->getValue();
+    if (output) result.output = output->getAndClearBuffer();
     return result;
+}
+
+}  // namespace
+
+ScriptResult runScriptBounded(const std::string& text, int slices, int64_t sliceMicroseconds)
+{
+    return runBounded(text, slices, sliceMicroseconds, nullptr);
+}
+
+ScriptResult runScriptCollectingOutput(const std::string& text, int slices, int64_t sliceMicroseconds)
+{
+    return runBounded(text, slices, sliceMicroseconds, OutputStreamString::factory());
 }
 
 }  // namespace QfnTest

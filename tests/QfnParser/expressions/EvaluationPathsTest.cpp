@@ -99,4 +99,16 @@ TEST(EvaluationPaths, EachOperandIsEvaluatedOnce)
     }
 }
 
+// Scripts on which the two ways differed, found by fuzz/DifferentialFuzzer.cpp and cut down by hand.
+TEST(EvaluationPaths, ScriptsTheDifferentialFuzzerFound)
+{
+    QfnTest::expectSameBothWays({
+        // The left operand writes a member an array cannot have, which fails: the two ways must
+        // agree on whether the right operand still runs.
+        "a = [7]; n = 1; (a.q = 1) + (n = 10); n",
+        "a = [7]; n = 1; (a.q++) && (n = 10); n",
+        "a = [7]; n = 1; x = (a.q += 1) - {q: (n = 10)}; n",
+    });
+}
+
 }  // namespace
