@@ -511,9 +511,11 @@ bool OMExpressionBinary::getAtOnce(const std::shared_ptr<OMScope>& scope, std::s
                 retVal = std::move(right);
                 return true;
             }
+            // A left operand that failed ends the operation before the right one runs, as resumably.
+            SANITY_CHECK(left);
             if (!OMNode::getResolvedNodeAtOnce(fNode2, scope, HandleReturnValue::KEEP_WRAPPED, right))
                 return false;
-            SANITY_CHECK(left && right);
+            SANITY_CHECK(right);
             const NodeReuse reuse1 = OMNode::reuseOf(left);
             const NodeReuse reuse2 = OMNode::reuseOf(right);
             retVal = OMNode::binaryOperation(fBinOp, left, reuse1, right, reuse2, scope);
