@@ -27,9 +27,10 @@ size_t countLines(const std::string& text)
 TEST(DeepRecursion, TheDefaultDepthOfAHundredThousandWorks)
 {
     ProcessRunner process({QFN_BINARY_PATH, "-f", "script.qfl"});
-    std::ofstream(process.directory() + "/script.qfl") << kSum << "output(s(100000), ' ', sysInfo().maxCallDepth)\n";
-    ProcessRunner inFolder({"/bin/sh", "-c", "cd \"$0\" && exec \"$1\" -f script.qfl", process.directory(),
-                            QFN_BINARY_PATH});
+    std::ofstream(process.directory() + "/script.qfl")
+        << kSum << "output(s(100000), ' ', sysInfo().maxCallDepth)\n";
+    ProcessRunner inFolder(
+        {"/bin/sh", "-c", "cd \"$0\" && exec \"$1\" -f script.qfl", process.directory(), QFN_BINARY_PATH});
     ASSERT_TRUE(inFolder.start());
     ASSERT_TRUE(inFolder.waitForExit(60000ms)) << inFolder.standardError();
     EXPECT_EQ(inFolder.exitStatus(), 0);
@@ -53,8 +54,26 @@ TEST(DeepRecursion, OneCallPastTheConfiguredLimitFailsInAFewLines)
     // The failed call gives no value to print.
     EXPECT_EQ(inFolder.standardOutput(), "2000  after 2000");
     const std::string errors = inFolder.standardError();
-    EXPECT_NE(errors.find("calls nested deeper than the limit maxCallDepth = 2000"), std::string::npos) << errors;
+    EXPECT_NE(errors.find("calls nested deeper than the limit maxCallDepth = 2000"), std::string::npos)
+        << errors;
     // Every level going back out reports too: the repeats are counted, not written.
     EXPECT_NE(errors.find("more lines like the ones above were not written"), std::string::npos) << errors;
     EXPECT_LT(countLines(errors), 20u) << errors;
+}
+
+TEST(DeepRecursion, ALiteralNestedThirtyThousandDeepIsBuiltInLinearTime)
+{
+    // Each level of a literal used to look again at everything below it before being built.
+    ProcessRunner process({QFN_BINARY_PATH, "-f", "script.qfl"});
+    const size_t depth = 30000;
+    std::ofstream(process.directory() + "/script.qfl")
+        << "a = " << std::string(depth, '[') << "7" << std::string(depth, ']') << "\n"
+        << "b = a; for (i = 0; i < " << depth << "; ++i) { b = b[0] }; output(b)\n";
+    ProcessRunner inFolder(
+        {"/bin/sh", "-c", "cd \"$0\" && exec \"$1\" -f script.qfl", process.directory(), QFN_BINARY_PATH});
+    ASSERT_TRUE(inFolder.start());
+    ASSERT_TRUE(inFolder.waitForExit(30000ms)) << inFolder.standardError();
+    EXPECT_EQ(inFolder.exitStatus(), 0);
+    EXPECT_EQ(inFolder.standardOutput(), "7");
+    EXPECT_EQ(inFolder.standardError(), "");
 }

@@ -12,15 +12,37 @@ namespace Qfn {
 
 namespace {
 
-// Whether every member of a container literal resolves at once.
-bool membersResolvableAtOnce(const IOMNode& node, AtOnceMode mode)
+// How many nodes of a container literal are looked at before it is built the resumable way. Each
+// level of a deep literal asks again about what lies below it: a bound keeps a literal nested
+// 100,000 deep from costing the square of its depth, and a small literal is still built at once.
+constexpr size_t kLiteralCheckBudget = 32;
+
+// Whether every member of a container literal resolves at once, within budget nodes.
+bool membersResolvableAtOnce(const IOMNode& node, AtOnceMode mode, size_t& budget)
 {
     std::shared_ptr<IOMNodeIterator> iter = node.getNodeIterator();
     if (!iter) return false;
-    for (; !iter->atEnd(); (*iter)++)
-        if (!OMNode::isResolvableAtOnce(**iter, mode)) return false;
+    for (; !iter->atEnd(); (*iter)++) {
+        if (budget == 0) return false;
+        --budget;
+        const std::shared_ptr<IOMNode>& member = **iter;
+        const bool isContainer =
+            member && (member->getType() == OMType::Array || member->getType() == OMType::Map);
+        if (isContainer ? !(member->asPlainStored() && membersResolvableAtOnce(*member, mode, budget))
+                        : !OMNode::isResolvableAtOnce(member, mode))
+            return false;
+    }
     return true;
 }
+
+bool membersResolvableAtOnce(const IOMNode& node, AtOnceMode mode)
+{
+    size_t budget = kLiteralCheckBudget;
+    return membersResolvableAtOnce(node, mode, budget);
+}
+
+bool resolveKnownAtOnce(const std::shared_ptr<IOMNode>& node, const std::shared_ptr<OMScope>& scope,
+                        HandleReturnValue handleReturnValue, std::shared_ptr<IOMNode>& retVal);
 
 // A container literal built member by member as the resumable resolution builds it: each member
 // a node of its own. Gives up (having made only temporaries) at a member that cannot be resolved
@@ -34,7 +56,7 @@ bool containerAtOnce(const std::shared_ptr<IOMNode>& node, const std::shared_ptr
     if (!container || !iter) return false;
     std::shared_ptr<IOMNode> resolved;
     for (; !iter->atEnd(); (*iter)++) {
-        if (!OMNode::getResolvedNodeAtOnce(**iter, scope, handleReturnValue, resolved)) return false;
+        if (!resolveKnownAtOnce(**iter, scope, handleReturnValue, resolved)) return false;
         bool stored = false;
         if (resolved) {
             std::shared_ptr<OMStored> member = OMStored::factory(*resolved);
@@ -48,6 +70,15 @@ bool containerAtOnce(const std::shared_ptr<IOMNode>& node, const std::shared_ptr
     }
     retVal = std::move(container);
     return true;
+}
+
+// A member of a literal already checked as a whole: its own members need no second look.
+bool resolveKnownAtOnce(const std::shared_ptr<IOMNode>& node, const std::shared_ptr<OMScope>& scope,
+                        HandleReturnValue handleReturnValue, std::shared_ptr<IOMNode>& retVal)
+{
+    if (node && scope && (node->getType() == OMType::Array || node->getType() == OMType::Map))
+        return node->asPlainStored() && containerAtOnce(node, scope, handleReturnValue, retVal);
+    return OMNode::getResolvedNodeAtOnce(node, scope, handleReturnValue, retVal);
 }
 
 // The record of a resumable resolution: a container literal being rebuilt member by member, a

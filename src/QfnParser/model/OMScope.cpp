@@ -72,8 +72,11 @@ std::shared_ptr<OMScope> OMScope::factory(const std::shared_ptr<OMScope>& parent
     return retVal;
 }
 
-void OMScope::setAtOnceMark(uint64_t mark, const FunctionSignature* names)
+void OMScope::setAtOnceMark(uint64_t mark, const std::shared_ptr<FunctionSignature>& signature)
 {
+    // The call may replace its own function while it runs: its names live as long as this scope.
+    fSignatureHeld = signature;
+    const FunctionSignature* names = signature.get();
     // A signature always begins with the function's name; one without it is not relied on.
     if (names && names->getParameterList().empty()) names = nullptr;
     fAtOnceMark = mark;
@@ -86,8 +89,10 @@ void OMScope::setAtOnceMark(uint64_t mark, const FunctionSignature* names)
     fSkipRelation = sameAbove ? fParent->fSkipRelation : fParentScopeRelationType;
 }
 
-void OMScope::setCallNames(const FunctionSignature* names)
+void OMScope::setCallNames(const std::shared_ptr<FunctionSignature>& signature)
 {
+    fSignatureHeld = signature;
+    const FunctionSignature* names = signature.get();
     if (names && names->getParameterList().empty()) names = nullptr;
     fCallNames = names;
     // The scopes passed over cannot gain names while this one lives: a new name is made in the
@@ -198,7 +203,8 @@ OMScope* OMScope::findWriteTarget(const std::string& attr)
         std::shared_ptr<IOMNode> node;
         if (candidate->readOwn(attr, node)) return candidate;
         // Calls of the same function that cannot hold the name, up to a link that may write.
-        if (candidate->fSkipTo && candidate->isPassedOverFor(attr) && candidate->fSkipRelation == ScopeRelationType::READ_WRITE &&
+        if (candidate->fSkipTo && candidate->isPassedOverFor(attr) &&
+            candidate->fSkipRelation == ScopeRelationType::READ_WRITE &&
             candidate->fSkipTo != candidate->fParent.get()) {
             candidate = const_cast<OMScope*>(candidate->fSkipTo);
             continue;

@@ -51,11 +51,11 @@ public:
     // names are all it holds (no name is made in it while it lives); 0 and null for none. A few
     // such names are kept in slots, in the signature's order, instead of the map.
     uint64_t getAtOnceMark() const { return fAtOnceMark; }
-    void setAtOnceMark(uint64_t mark, const FunctionSignature* names);
+    void setAtOnceMark(uint64_t mark, const std::shared_ptr<FunctionSignature>& signature);
     // A scope made for a resumable call of the function with these names. Calls of the same
     // function directly above it that hold nothing else are passed over in one step when a name
     // is looked for that none of them binds: a deep recursion then finds its globals at once.
-    void setCallNames(const FunctionSignature* names);
+    void setCallNames(const std::shared_ptr<FunctionSignature>& signature);
     // Binds the name at index of the signature given to setAtOnceMark.
     bool bindName(const std::string& name, size_t index, const std::shared_ptr<IOMNode>& node);
     bool holdsName(const std::string& attr) const;
@@ -103,6 +103,8 @@ private:
     ScopeRelationType fSkipRelation = ScopeRelationType::NONE;
     // The names of the resumable call this scope was made for; null for any other scope.
     const FunctionSignature* fCallNames = nullptr;
+    // Keeps fFixedNames and fCallNames alive when the function is replaced during its own call.
+    std::shared_ptr<FunctionSignature> fSignatureHeld;
 };
 
 }  // namespace Qfn

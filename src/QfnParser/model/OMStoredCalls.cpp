@@ -105,7 +105,7 @@ std::shared_ptr<OMScope> OMStored::makeCallScope(bool isMethod, const std::share
             if (isMethod && thisNode) {
                 SANITY_CHECK(functionScope->bindMember("this", thisNode));
             }
-            if (isAtOnce) functionScope->setAtOnceMark(AtOnceCalls::scopeMark(), functionSignature.get());
+            if (isAtOnce) functionScope->setAtOnceMark(AtOnceCalls::scopeMark(), functionSignature);
             const auto& parameters = functionSignature->getParameterList();
             bool bound = true;
             for (size_t i = 1; i < parameters.size() && bound; ++i) {
@@ -138,7 +138,7 @@ std::shared_ptr<OMScope> OMStored::makeCallScope(bool isMethod, const std::share
                 retVal = std::move(functionScope);
                 break;
             }
-            functionScope->setCallNames(functionSignature.get());
+            functionScope->setCallNames(functionSignature);
             if (!isMethod) {
                 if (thisNode) {
                     SANITY_CHECK(functionScope->bindMember("this", thisNode));
