@@ -51,18 +51,42 @@ Task::~Task() = default;
 bool Task::runTimeslice(int64_t availableMicroseconds)
 {
     bool retVal = false;
+    Task* outer = fRunningTask;
     try {
         do {
             fIsRunningTimeslice = true;
+            fRunningTask = this;
             retVal = runTimeslice_(availableMicroseconds);
+            fRunningTask = outer;
             fLastTimesliceEnd = Clock::nowNanoseconds();
             fIsRunningTimeslice = false;
         } while (false);
     } catch (std::exception& e) {
+        fRunningTask = outer;
         fIsRunningTimeslice = false;
         LOG_THROWS(e);
     }
     return retVal;
+}
+
+Task* Task::getFaultCollector()
+{
+    // Parents are held weakly; the chain from a script's task to its loop is a few links long.
+    std::shared_ptr<Task> held;
+    for (Task* task = fRunningTask; task; task = held.get()) {
+        if (task->fCollectsFaults) return task->fHasFault ? nullptr : task;
+        held = task->getParentTask();
+    }
+    return nullptr;
+}
+
+bool Task::takeFault(Fault& fault)
+{
+    if (!fHasFault) return false;
+    fault = std::move(fFault);
+    fFault = Fault();
+    fHasFault = false;
+    return true;
 }
 
 bool Task::runToCompletion()

@@ -135,6 +135,25 @@ public:
     // Drops every task; used at tear-down so that no task outlives the coordinator.
     static void deregisterAllTasks();
 
+    // A run-time fault that a person caused in a script (an unknown name, say), with where it
+    // stands in the source: a stream's id and a position in it (sourceId 0 when not known).
+    struct Fault {
+        std::string message;
+        uint64_t sourceId = 0;
+        uint64_t pos = 0;
+    };
+    // A task that reports faults (the read-eval loop) collects the first one met by itself or by
+    // the tasks it started, until it takes it.
+    void setCollectsFaults(bool value) { fCollectsFaults = value; }
+    // The collecting task above the one running now, if it has no fault yet; else null.
+    static Task* getFaultCollector();
+    void keepFault(Fault fault)
+    {
+        fFault = std::move(fault);
+        fHasFault = true;
+    }
+    bool takeFault(Fault& fault);
+
 protected:
     Task(const char* name, int64_t timeoutMicroseconds, std::shared_ptr<InputStream> inputStream);
 
@@ -202,6 +221,11 @@ private:
     static std::map<std::string, std::vector<std::shared_ptr<Task>>> fTaskQueues;
     static std::vector<std::shared_ptr<Task>> fActiveTasks;
     static uint64_t fRunActiveTasksNestLevel;
+    // The task whose slice runs now (the innermost one when slices nest).
+    static constinit inline Task* fRunningTask = nullptr;
+    bool fCollectsFaults = false;
+    bool fHasFault = false;
+    Fault fFault;
     static uint64_t fLastTaskId;
     static bool fSliceBudgetExhausted;
 };

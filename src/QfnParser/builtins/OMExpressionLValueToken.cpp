@@ -248,6 +248,7 @@ void OMExpressionLValueToken::callBuiltin_yielding(const std::shared_ptr<Task>& 
     };
 
     try {
+        RunningBuiltin running(this);
         YieldingFrame<LocalVariableState> frame(task);
         if (frame.isFirstEntry()) retVal = nullptr;
         LocalVariableState& s = *frame;

@@ -52,6 +52,10 @@ bool logTrace(const IOMNode& message, IOMNode&)
 void OMExpressionLValueToken::reportScriptError(const std::string& text)
 {
     ScriptErrorLog::report(text);
+    const OMExpressionLValueToken* builtin = fRunningBuiltin;
+    ScriptFault::note(builtin ? builtin->fPlace : SourcePlace{}, [builtin, &text] {
+        return builtin ? OMStored::tokenToStr(builtin->fToken) + ": " + text : text;
+    });
 }
 
 std::shared_ptr<IOMNode> OMExpressionLValueToken::ftn_logError(AccessType, const std::shared_ptr<OMScope>&,

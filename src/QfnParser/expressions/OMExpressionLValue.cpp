@@ -163,6 +163,7 @@ std::shared_ptr<IOMNode> OMExpressionLValue::deliver(bool found, std::shared_ptr
                     retVal = OMStored::errorFactory();
                 } else {
                     LOG_ERROR("cannot write " + toString());
+                    ScriptFault::note(fPlace, [this] { return "cannot write " + toString(); });
                 }
                 break;
             }
@@ -171,6 +172,8 @@ std::shared_ptr<IOMNode> OMExpressionLValue::deliver(bool found, std::shared_ptr
                 if ((holder && OMStored::wouldMakeCycle(*holder, *optionalNewValue)) ||
                     (node.use_count() > 2 && OMStored::wouldHoldItself(*node, *optionalNewValue))) {
                     LOG_ERROR("cannot store a structure inside itself: " + toString());
+                    ScriptFault::note(
+                        fPlace, [this] { return "cannot store a structure inside itself: " + toString(); });
                     break;
                 }
                 SANITY_CHECK(node->set(optionalNewValue));

@@ -5,6 +5,7 @@
 
 #include "QfnParser/expressions/OMExpression.h"
 #include "QfnParser/expressions/OMExpressionLValueResolution.h"
+#include "QfnParser/model/ScriptFault.h"
 
 namespace Qfn {
 
@@ -35,6 +36,10 @@ public:
     bool scanForLocalVariables(const std::shared_ptr<FunctionSignature>& functionSignature,
                                bool& inLocalSequence) override;
     bool isLValue() const override { return true; }
+
+    // Where the parser read this link (its name, or the call's parenthesis), for fault reports.
+    void setPlace(const SourcePlace& place) { fPlace = place; }
+    const SourcePlace& getPlace() const { return fPlace; }
 
     const std::shared_ptr<IOMNode>& getParent() const { return fParent; }
     const NodeList& getArgumentList() const { return fUnresolvedArgumentList; }
@@ -86,6 +91,7 @@ protected:
 
     std::shared_ptr<IOMNode> fParent;
     NodeList fUnresolvedArgumentList;
+    SourcePlace fPlace;
 };
 
 }  // namespace Qfn

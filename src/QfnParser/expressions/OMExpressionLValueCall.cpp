@@ -230,6 +230,7 @@ void OMExpressionLValueCall::get_yielding(const std::shared_ptr<Task>& task, std
                     } else if (optionalNewValue) {
                         // Only a built-in call can name a place to store into.
                         LOG_ERROR("cannot assign to " + toString());
+                        ScriptFault::note(fPlace, [this] { return "cannot assign to " + toString(); });
                         s.fState = kFinished;
                     } else {
                         s.fState = s.method ? RESOLVE_RECEIVER : RESOLVE_CALLEE;
@@ -271,6 +272,8 @@ void OMExpressionLValueCall::get_yielding(const std::shared_ptr<Task>& task, std
                     s.fState = kFinished;
                     if (!s.result) {
                         LOG_ERROR(std::string("function not found: ") + s.method->getIdentifier());
+                        ScriptFault::note(fPlace,
+                                          [&s] { return "no such function: " + s.method->getIdentifier(); });
                         break;
                     }
                     s.fState = DONE;
@@ -283,6 +286,8 @@ void OMExpressionLValueCall::get_yielding(const std::shared_ptr<Task>& task, std
                     s.fState = kFinished;
                     if (!s.callee || s.callee->getType() != OMType::Function) {
                         LOG_ERROR(std::string("not a function: ") + nodeSourceText(fParent));
+                        ScriptFault::note(fPlace,
+                                          [this] { return "not a function: " + nodeSourceText(fParent); });
                         break;
                     }
                     s.fState = CALL_FUNCTION;

@@ -97,6 +97,7 @@ void OMExpressionLValueStr::get_yielding(const std::shared_ptr<Task>& task, std:
 
                 case STORE:
                     s.fState = kFinished;
+                    noteIfUnknown(s.success && s.node, access);
                     retVal =
                         deliver(s.success, s.node, access, optionalNewValue, s.resolution.fResolvedParent);
                     break;
@@ -106,6 +107,13 @@ void OMExpressionLValueStr::get_yielding(const std::shared_ptr<Task>& task, std:
     } catch (std::exception& e) {
         LOG_THROWS(e);
     }
+}
+
+// A read of a variable that no scope has: the script goes on with Error, and the user hears of it.
+void OMExpressionLValueStr::noteIfUnknown(bool found, AccessType access) const
+{
+    if (!found && !fParent && access == AccessType::GET)
+        ScriptFault::note(fPlace, [this] { return "unknown name: " + fIdentifier; });
 }
 
 // A call at once binds no "this" or "arguments": a body that names them is called resumably.
@@ -141,6 +149,7 @@ bool OMExpressionLValueStr::accessAtOnce(const std::shared_ptr<OMScope>& scope, 
                 if (!holder) break;
                 found = holder->accessAtOnce(access, fIdentifier, node);
             }
+            noteIfUnknown(found && node, access);
             retVal = deliver(found, node, access, optionalNewValue, parent);
             return true;
         } while (false);

@@ -32,6 +32,8 @@ protected:
     uint64_t linkHash() const override;
 
 private:
+    void noteIfUnknown(bool found, AccessType access) const;
+
     OMExpressionLValueStr(std::shared_ptr<IOMNode> parent, std::string identifier)
         : OMExpressionLValue(std::move(parent)), fIdentifier(std::move(identifier))
     {

@@ -31,11 +31,28 @@ public:
     std::shared_ptr<IOMNode> callPlainBuiltin(AccessType accessType, const std::shared_ptr<OMScope>& scope,
                                               OMExpressionLValueResolution& resolution) const
     {
+        RunningBuiltin running(this);
         return (this->*plainBuiltin(fToken))(accessType, scope, resolution);
     }
 
-    // A misuse of a built-in goes to the script-error log (when that log is on); the script goes on.
+    // A misuse of a built-in goes to the script-error log (when that log is on), and to the user as
+    // a fault of the built-in that runs; the script goes on.
     static void reportScriptError(const std::string& text);
+
+    // Marks the built-in whose code runs, for reportScriptError, while it lives.
+    class RunningBuiltin {
+    public:
+        explicit RunningBuiltin(const OMExpressionLValueToken* builtin) : fOuter(fRunningBuiltin)
+        {
+            fRunningBuiltin = builtin;
+        }
+        ~RunningBuiltin() { fRunningBuiltin = fOuter; }
+        RunningBuiltin(const RunningBuiltin&) = delete;
+        RunningBuiltin& operator=(const RunningBuiltin&) = delete;
+
+    private:
+        const OMExpressionLValueToken* fOuter;
+    };
 
     // The plain built-ins: each starts from a fresh Undefined and never suspends.
     using PlainBuiltin = std::shared_ptr<IOMNode> (OMExpressionLValueToken::*)(
@@ -115,6 +132,7 @@ protected:
     uint64_t linkHash() const override;
 
 private:
+    static inline const OMExpressionLValueToken* fRunningBuiltin = nullptr;
     // eval and evalScript share their set-up and differ in what they run.
     void evalOrEvalScript_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
                                    const std::shared_ptr<OMScope>& scope,

@@ -9,6 +9,7 @@
 #include "QfnParser/model/FunctionSignature.h"
 #include "QfnParser/model/OMScope.h"
 #include "QfnParser/model/OMStored.h"
+#include "QfnParser/model/ScriptFault.h"
 #include "QfnTask/YieldingFrame.h"
 
 namespace Qfn {
@@ -163,6 +164,9 @@ std::shared_ptr<OMScope> OMStored::makeCallScope(bool isMethod, const std::share
 void OMStored::reportCallTooDeep()
 {
     LOG_ERROR("calls nested deeper than the limit maxCallDepth = " + std::to_string(Task::getMaxCallDepth()));
+    ScriptFault::note({}, [] {
+        return "calls nested deeper than the limit maxCallDepth = " + std::to_string(Task::getMaxCallDepth());
+    });
 }
 
 bool OMStored::callAtOnce(NodeSpan arguments, const std::shared_ptr<OMScope>& scope,

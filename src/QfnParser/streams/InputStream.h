@@ -38,9 +38,19 @@ public:
     virtual bool setEOF();
     // Where pos stands, for a stream that can tell; false for one that cannot (the console).
     virtual bool locate(uint64_t pos, SourceLine& where);
+    // Tells streams apart for positions kept in parsed expressions; never 0.
+    uint64_t getSourceId() const { return fSourceId; }
 
 protected:
     bool fIsAtEOF = false;
+
+private:
+    static uint64_t nextSourceId()
+    {
+        static uint64_t lastSourceId = 0;
+        return ++lastSourceId;
+    }
+    uint64_t fSourceId = nextSourceId();
 };
 
 }  // namespace Qfn

@@ -18,9 +18,10 @@ namespace Qfn {
 
 namespace {
 
-// A statement that did not parse, on standard error as people read it: "FILE:LINE:COLUMN: message",
-// then the line and a caret under the column. FILE is the script's path, <prompt> or <stdin>.
-void reportStatementNotParsed(InputStream& stream, const OMScope& scope, IOStreamPrompted* prompted)
+// What went wrong at pos of a script, on standard error as people read it: "FILE:LINE:COLUMN:
+// message", then the line and a caret under the column. FILE is the script's path, <prompt> or <stdin>.
+void reportAt(InputStream& stream, uint64_t pos, const std::string& message, const OMScope& scope,
+              IOStreamPrompted* prompted)
 {
     std::string name = scope.getCurScriptFilePath();
     if (name.empty() || prompted) {
@@ -30,13 +31,13 @@ void reportStatementNotParsed(InputStream& stream, const OMScope& scope, IOStrea
     }
     InputStream::SourceLine where;
     std::string report;
-    if (stream.locate(stream.getPos(), where)) {
-        report = Utils::stringWithFormat(
-            "%s:%llu:%llu: %s\n%s\n%s^\n", name.c_str(), static_cast<unsigned long long>(where.line),
-            static_cast<unsigned long long>(where.column), ParserExpression::lastParseError().c_str(),
-            where.text.c_str(), std::string(where.column - 1, ' ').c_str());
+    if (stream.locate(pos, where)) {
+        report = Utils::stringWithFormat("%s:%llu:%llu: %s\n%s\n%s^\n", name.c_str(),
+                                         static_cast<unsigned long long>(where.line),
+                                         static_cast<unsigned long long>(where.column), message.c_str(),
+                                         where.text.c_str(), std::string(where.column - 1, ' ').c_str());
     } else {
-        report = name + ": " + ParserExpression::lastParseError() + "\n";
+        report = name + ": " + message + "\n";
     }
     std::fputs(report.c_str(), stderr);
     std::fflush(stderr);
@@ -217,6 +218,7 @@ void OMStored::parseAndEvalStream_yielding(const std::shared_ptr<Task>& task, bo
         std::shared_ptr<IOMNode> result;
         std::string resultText;
         bool written = false;
+        Task::Fault fault;
     };
     enum : unsigned { READ = 1, PARSE, EVAL, WRITE, DROP_LINE };
 
@@ -230,6 +232,7 @@ void OMStored::parseAndEvalStream_yielding(const std::shared_ptr<Task>& task, bo
                     s.stream = task->getInputStream();
                     s.ioStream = std::dynamic_pointer_cast<IOStreamPrompted>(s.stream);
                     s.scope = scope;
+                    task->setCollectsFaults(true);
                     s.fState = READ;
                     if (!s.stream || !s.scope) {
                         LOG_ERROR(s.stream ? QFN_CHECK_TEXT("SANITY_CHECK", "scope")
@@ -264,7 +267,8 @@ void OMStored::parseAndEvalStream_yielding(const std::shared_ptr<Task>& task, bo
                     task->updateParsingNestLevel(-1);
                     if (!s.parsed || s.stream->getPos() == s.startPos) {
                         LOG_ERROR("parsing failed");
-                        reportStatementNotParsed(*s.stream, *s.scope, s.ioStream.get());
+                        reportAt(*s.stream, s.stream->getPos(), ParserExpression::lastParseError(), *s.scope,
+                                 s.ioStream.get());
                         if (auto* loop = dynamic_cast<ParseAndEvalStreamTask*>(task.get()))
                             loop->noteStatementNotParsed();
                         s.node = nullptr;
@@ -272,12 +276,18 @@ void OMStored::parseAndEvalStream_yielding(const std::shared_ptr<Task>& task, bo
                         break;
                     }
                     s.result = nullptr;
+                    task->takeFault(s.fault);
                     s.fState = EVAL;
                     break;
                     YIELDING_CALL(EVAL,
                                   s.node->eval_yielding(task, s.result, s.scope, HandleReturnValue::UNWRAP));
                 case resumeAfter(EVAL):
                     s.fState = READ;
+                    if (task->takeFault(s.fault)) {
+                        const bool isHere = s.fault.sourceId == s.stream->getSourceId();
+                        reportAt(*s.stream, isHere ? s.fault.pos : s.startPos, s.fault.message, *s.scope,
+                                 s.ioStream.get());
+                    }
                     if (!s.ioStream || !s.result) break;
                     s.resultText = s.result->toString() + "\n";
                     s.written = false;

@@ -17,12 +17,16 @@ std::string& lastParseError()
     return message;
 }
 
-NodePtr nameLink(const NodePtr& parent, const std::string& name)
+NodePtr nameLink(const NodePtr& parent, const std::string& name, const SourcePlace& place)
 {
     Token token = OMStored::strToToken(name);
+    std::shared_ptr<OMExpressionLValue> link;
     if (OMStored::isBuiltinFunctionToken(token))
-        return OMStored::factory(OMExpressionLValueToken::factory(parent, token));
-    return OMStored::factory(OMExpressionLValueStr::factory(parent, name));
+        link = OMExpressionLValueToken::factory(parent, token);
+    else
+        link = OMExpressionLValueStr::factory(parent, name);
+    if (link) link->setPlace(place);
+    return OMStored::factory(link);
 }
 
 std::string bareName(const NodePtr& node)
@@ -58,6 +62,13 @@ bool consumesSemicolon(ParseType parseType)
 }
 
 namespace {
+
+// The name just read started this many bytes back.
+SourcePlace placeOfName(Frame& s)
+{
+    const uint64_t pos = s.stream->getPos();
+    return {s.stream->getSourceId(), pos >= s.name.size() ? pos - s.name.size() : 0};
+}
 
 // operand := unary* ( string | number | name | "(" statement ")" | array | object | block | heredoc )
 void onOperand(Frame& s)
@@ -165,7 +176,7 @@ void onNameRead(Frame& s)
     }
     s.token = OMStored::strToToken(s.name);
     if (s.token == Token::_none || OMStored::isBuiltinFunctionToken(s.token)) {
-        startChain(s, nameLink(nullptr, s.name), true);
+        startChain(s, nameLink(nullptr, s.name, placeOfName(s)), true);
         return;
     }
     onKeyword(s);
@@ -207,13 +218,19 @@ void onMemberNameRead(Frame& s)
         PARSE_ERROR(s, "unexpected character");
         return;
     }
-    startChain(s, nameLink(s.chain, s.name), true);
+    startChain(s, nameLink(s.chain, s.name, placeOfName(s)), true);
 }
 
 void makeCall(Frame& s)
 {
+    // The call stands where its callee's name does, when it has one.
+    SourcePlace place{s.stream->getSourceId(), s.stream->getPos()};
+    if (auto callee = std::dynamic_pointer_cast<OMExpressionLValue>(OMExpression::expressionOf(s.chain)))
+        if (callee->getPlace().sourceId != 0) place = callee->getPlace();
     s.stream->advance();
-    startChain(s, OMStored::factory(OMExpressionLValueCall::factory(s.chain, s.arguments)), true);
+    auto call = OMExpressionLValueCall::factory(s.chain, s.arguments);
+    if (call) call->setPlace(place);
+    startChain(s, OMStored::factory(call), true);
 }
 
 void onArgStart(Frame& s)

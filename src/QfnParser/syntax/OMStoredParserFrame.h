@@ -14,6 +14,7 @@
 #include "QfnParser/model/FunctionSignature.h"
 #include "QfnParser/model/OMStored.h"
 #include "QfnParser/model/Operators.h"
+#include "QfnParser/model/ScriptFault.h"
 #include "QfnParser/streams/InputStream.h"
 #include "QfnParser/syntax/OMStoredParserLexer.h"
 #include "QfnTask/YieldingFrame.h"
@@ -341,7 +342,7 @@ inline void pushOperator(Frame& s, BinOp binOp)
 }
 
 // The link a name starts: built-ins by token, everything else by name.
-NodePtr nameLink(const NodePtr& parent, const std::string& name);
+NodePtr nameLink(const NodePtr& parent, const std::string& name, const SourcePlace& place);
 // The name a node stands for when it is a bare name (`x` as a parameter or a property); else empty.
 std::string bareName(const NodePtr& node);
 bool isUndefined(const NodePtr& node);
