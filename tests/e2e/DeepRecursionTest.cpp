@@ -32,7 +32,7 @@ TEST(DeepRecursion, TheDefaultDepthOfAHundredThousandWorks)
     ProcessRunner inFolder(
         {"/bin/sh", "-c", "cd \"$0\" && exec \"$1\" -f script.qfl", process.directory(), QFN_BINARY_PATH});
     ASSERT_TRUE(inFolder.start());
-    ASSERT_TRUE(inFolder.waitForExit(60000ms)) << inFolder.standardError();
+    ASSERT_TRUE(inFolder.waitForExit(100000ms)) << inFolder.standardError();
     EXPECT_EQ(inFolder.exitStatus(), 0);
     EXPECT_EQ(inFolder.standardOutput(), "100000 100000");
     EXPECT_EQ(inFolder.standardError(), "");

@@ -27,7 +27,7 @@ TEST(ProcessVersion, PrintsVersionAndStopsAtOnce)
 {
     ProcessRunner process({QFN_BINARY_PATH, "-v"});
     ASSERT_TRUE(process.start());
-    ASSERT_TRUE(process.waitForExit(1000ms));
+    ASSERT_TRUE(process.waitForExit(5000ms));
     EXPECT_EQ(process.standardOutput(), "0.1.1b1\n");
     expectCleanShutdown(process);
 }
@@ -36,7 +36,7 @@ TEST(ProcessSwitches, UnknownSwitchDoesNotStart)
 {
     ProcessRunner process({QFN_BINARY_PATH, "-x"});
     ASSERT_TRUE(process.start());
-    ASSERT_TRUE(process.waitForExit(1000ms));
+    ASSERT_TRUE(process.waitForExit(5000ms));
     EXPECT_EQ(process.exitStatus(), 2) << "a command-line mistake";
     std::string errors = process.standardError();
     EXPECT_NE(errors.find("SANITY_CHECK failed: 'success' evaluates to false"), std::string::npos) << errors;
@@ -52,7 +52,7 @@ TEST(ProcessSignals, InterruptAndTerminateStopGracefully)
         ASSERT_TRUE(ProcessRunner::waitFor([&] { return process.catchesSignal(signalNumber); }, 5000ms));
         ASSERT_FALSE(process.waitForExit(0ms)) << "a coordinator with no switch keeps serving";
         ASSERT_TRUE(process.sendSignal(signalNumber));
-        ASSERT_TRUE(process.waitForExit(1000ms)) << "signal " << signalNumber;
+        ASSERT_TRUE(process.waitForExit(5000ms)) << "signal " << signalNumber;
         expectCleanShutdown(process);
     }
 }
@@ -65,7 +65,7 @@ TEST(ProcessSignals, IgnoreInterruptSwitchKeepsServing)
     ASSERT_TRUE(process.sendSignal(SIGINT));
     EXPECT_FALSE(process.waitForExit(300ms));
     ASSERT_TRUE(process.sendSignal(SIGTERM));
-    ASSERT_TRUE(process.waitForExit(1000ms));
+    ASSERT_TRUE(process.waitForExit(5000ms));
     expectCleanShutdown(process);
 }
 
@@ -90,7 +90,7 @@ TEST(ProcessIdle, IdleCoordinatorSleeps)
 #endif
     EXPECT_LT(share, limit) << used << " ticks over two seconds";
     ASSERT_TRUE(process.sendSignal(SIGINT));
-    ASSERT_TRUE(process.waitForExit(1000ms));
+    ASSERT_TRUE(process.waitForExit(5000ms));
     expectCleanShutdown(process);
 }
 
