@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "QfnCoordinator/CoordinatorHost.h"
+#include "QfnData/DataNull.h"
 #include "QfnLogger/Check.h"
 #include "QfnParser/model/OMScope.h"
 #include "QfnParser/streams/InputStreamConsole.h"
@@ -11,6 +12,7 @@
 #include "QfnParser/streams/InputStreamLineEditor.h"
 #include "QfnParser/streams/InputStreamStdIn.h"
 #include "QfnParser/streams/OutputStreamStdOut.h"
+#include "QfnSerializer/SimpleSerializer.h"
 #include "QfnTask/ITaskHost.h"
 #include "QfnTask/Task.h"
 #include "QfnUtils/Pipes.h"
@@ -158,7 +160,9 @@ namespace {
 using ClassRegistration = bool (*)(RegisterDeregister);
 
 // Every class with a factory, bases before derived classes; more join as their subsystems come.
-const ClassRegistration kObjectClasses[] = {&InternalCoordinator::registerDeregisterClass};
+const ClassRegistration kObjectClasses[] = {&InternalCoordinator::registerDeregisterClass,
+                                            &SimpleSerializer::registerDeregisterClass,
+                                            &DataNull::registerDeregisterClass};
 
 }  // namespace
 
