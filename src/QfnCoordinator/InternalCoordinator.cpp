@@ -5,6 +5,8 @@
 
 #include "QfnCoordinator/CoordinatorHost.h"
 #include "QfnData/DataNull.h"
+#include "QfnData/DataOM.h"
+#include "QfnData/DataString.h"
 #include "QfnLogger/Check.h"
 #include "QfnParser/model/OMScope.h"
 #include "QfnParser/streams/InputStreamConsole.h"
@@ -160,9 +162,10 @@ namespace {
 using ClassRegistration = bool (*)(RegisterDeregister);
 
 // Every class with a factory, bases before derived classes; more join as their subsystems come.
-const ClassRegistration kObjectClasses[] = {&InternalCoordinator::registerDeregisterClass,
-                                            &SimpleSerializer::registerDeregisterClass,
-                                            &DataNull::registerDeregisterClass};
+const ClassRegistration kObjectClasses[] = {
+    &InternalCoordinator::registerDeregisterClass, &SimpleSerializer::registerDeregisterClass,
+    &DataNull::registerDeregisterClass, &DataString::registerDeregisterClass,
+    &DataOM::registerDeregisterClass};
 
 }  // namespace
 
