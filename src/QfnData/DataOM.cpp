@@ -3,12 +3,35 @@
 #include <functional>
 
 #include "QfnLogger/Check.h"
+#include "QfnParser/model/IOMNode.h"
 #include "QfnParser/model/OMStored.h"
+#include "QfnParser/model/OMType.h"
 #include "QfnParser/query/OMAccessor.h"
 #include "QfnParser/tasks/script/ParseTask.h"
 #include "QfnSerializer/ISerializer.h"
+#include "QfnUtils/DeepWalk.h"
 
 namespace Qfn {
+
+namespace {
+
+// Whether a parsed tree holds values only. The text of an expression is its near form, which does
+// not always read back as the same expression, and a payload carries values, not code to run.
+bool holdsOnlyValues(const IOMNode& node)
+{
+    const OMType type = node.getType();
+    if (type == OMType::Expression) return false;
+    if (type != OMType::Array && type != OMType::Map) return true;
+    DeepWalk level;
+    if (!level.canGoOn("holdsOnlyValues")) return false;
+    for (auto iter = node.getNodeIterator(); iter && !iter->atEnd(); (*iter)++) {
+        std::shared_ptr<IOMNode> member = **iter;
+        if (member && !holdsOnlyValues(*member)) return false;
+    }
+    return true;
+}
+
+}  // namespace
 
 const std::string DataOM::TYPENAME = "DataOM";
 
@@ -112,7 +135,7 @@ bool DataOM::registerDeregisterClass(RegisterDeregister registerDeregister)
     return retVal;
 }
 
-// The tree is kept only when the whole text parses.
+// The tree is kept only when the whole text parses to values.
 bool DataOM::parseInto(const std::string& jsonString)
 {
     bool retVal = false;
@@ -121,6 +144,7 @@ bool DataOM::parseInto(const std::string& jsonString)
             std::shared_ptr<OMStored> omNode = OMStored::undefinedFactory();
             SANITY_CHECK(omNode);
             SANITY_CHECK(ParseTask::call(omNode, jsonString));
+            SANITY_CHECK(holdsOnlyValues(*omNode));
             this->omNode = omNode;
             retVal = true;
         } while (false);

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <map>
 #include <memory>
@@ -37,49 +38,31 @@ std::map<std::string, std::shared_ptr<IOMNode>> membersOf(const IOMNode& node)
 }
 
 // Compares two trees by type and value, member by member, without their text forms.
-testing::AssertionResult sameTree(const IOMNode& left, const IOMNode& right, const std::string& path = "")
+bool sameTree(const IOMNode& left, const IOMNode& right)
 {
-    if (left.getType() != right.getType())
-        return testing::AssertionFailure() << path << ": types " << static_cast<int>(left.getType())
-                                           << " and " << static_cast<int>(right.getType());
+    if (left.getType() != right.getType()) return false;
     switch (left.getType()) {
         case OMType::Bool:
-            if (left.getBool() != right.getBool()) return testing::AssertionFailure() << path << ": bools";
-            break;
+            return left.getBool() == right.getBool();
         case OMType::Int:
-            if (left.getInt() != right.getInt())
-                return testing::AssertionFailure()
-                       << path << ": " << left.getInt() << " and " << right.getInt();
-            break;
+            return left.getInt() == right.getInt();
         case OMType::Float:
-            if (left.getFloat() != right.getFloat())
-                return testing::AssertionFailure()
-                       << path << ": " << left.getFloat() << " and " << right.getFloat();
-            break;
+            return left.getFloat() == right.getFloat();
         case OMType::String:
-            if (left.getString() != right.getString())
-                return testing::AssertionFailure()
-                       << path << ": strings '" << left.getString() << "' and '" << right.getString() << "'";
-            break;
+            return left.getString() == right.getString();
         case OMType::Array:
         case OMType::Map: {
             auto leftMembers = membersOf(left);
             auto rightMembers = membersOf(right);
-            if (leftMembers.size() != rightMembers.size())
-                return testing::AssertionFailure()
-                       << path << ": sizes " << leftMembers.size() << " and " << rightMembers.size();
-            for (const auto& [key, value] : leftMembers) {
-                auto found = rightMembers.find(key);
-                if (found == rightMembers.end()) return testing::AssertionFailure() << path << ": no " << key;
-                auto result = sameTree(*value, *found->second, path + "/" + key);
-                if (!result) return result;
-            }
-            break;
+            return leftMembers.size() == rightMembers.size() &&
+                   std::all_of(leftMembers.begin(), leftMembers.end(), [&](const auto& member) {
+                       auto found = rightMembers.find(member.first);
+                       return found != rightMembers.end() && sameTree(*member.second, *found->second);
+                   });
         }
         default:
-            break;
+            return true;
     }
-    return testing::AssertionSuccess();
 }
 
 // Random trees of the values that text carries exactly.
@@ -170,6 +153,14 @@ TEST_F(DataOMValues, ParsedFromText)
     EXPECT_FALSE(DataOM::factoryFromJSONStr("{a:[1"));
     EXPECT_TRUE(log.hasLineEndingWith(
         "SANITY_CHECK failed: 'ParseTask::call(omNode, jsonString)' evaluates to false"));
+    // Code is no payload, at the top or deep inside.
+    for (const char* code : {"a + 1", "{a:[1, {b:x}]}", "[1, -2], \"e\", _"}) {
+        log.clear();
+        EXPECT_FALSE(DataOM::factoryFromJSONStr(code)) << code;
+        EXPECT_TRUE(
+            log.hasLineEndingWith("SANITY_CHECK failed: 'holdsOnlyValues(*omNode)' evaluates to false"))
+            << code;
+    }
 }
 
 TEST_F(DataOMValues, TextEqualityHashAndPrintedForm)

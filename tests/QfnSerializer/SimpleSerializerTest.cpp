@@ -13,8 +13,8 @@
 #include "support/ObjectClasses.h"
 
 using Qfn::GUIDClass;
-using Qfn::ISerializer;
 using Qfn::SimpleSerializer;
+using Strings = std::vector<std::string>;
 
 namespace {
 
@@ -23,8 +23,7 @@ std::shared_ptr<SimpleSerializer> newSerializer()
     return std::dynamic_pointer_cast<SimpleSerializer>(SimpleSerializer::factory());
 }
 
-// The text of the records of the strings.
-std::string written(const std::vector<std::string>& strings)
+std::string written(const Strings& strings)
 {
     auto serializer = newSerializer();
     std::ostringstream out;
@@ -35,11 +34,10 @@ std::string written(const std::vector<std::string>& strings)
     return out.str();
 }
 
-// Reads `count` strings, noting before each read whether the serializer said it was at the end.
+// Reads `count` strings; atEnd lists what atEnd() said before each read, and once more after.
 struct ReadBack {
-    std::vector<std::string> strings;
-    std::vector<bool> atEndBefore;
-    bool atEndAfter = false;
+    Strings strings;
+    std::vector<bool> atEnd;
 };
 
 ReadBack readBack(const std::string& text, size_t count)
@@ -49,25 +47,25 @@ ReadBack readBack(const std::string& text, size_t count)
     std::istringstream in(text);
     EXPECT_TRUE(serializer->startDeserialize(&in));
     for (size_t i = 0; i < count; ++i) {
-        result.atEndBefore.push_back(serializer->atEnd());
+        result.atEnd.push_back(serializer->atEnd());
         result.strings.push_back(serializer->getString());
     }
-    result.atEndAfter = serializer->atEnd();
+    result.atEnd.push_back(serializer->atEnd());
     return result;
 }
 
 }  // namespace
 
-TEST(SimpleSerializerRecords, EdgeCasesOfTheFormat)
+TEST(SimpleSerializerRecords, TextOfRecordsAndReadingThemBack)
 {
     struct Case {
         const char* name;
-        std::vector<std::string> strings;
+        Strings strings;  // what is written, and what reading as many records gives
         std::string text;
     };
     const std::vector<Case> cases = {
         {"a line feed is escaped", {"\n"}, "\\n\n"},
-        {"the empty string is a record", {""}, "\n"},
+        {"the empty string is a record, not the end", {""}, "\n"},
         {"a zero byte goes as \\z", {std::string("a\0b", 3)}, "a\\zb\n"},
         {"quotes and the backslash", {"\"'\\"}, "\\\"\\'\\\\\n"},
         {"bytes from 32 up stand as they are", {"x \x7f\xc3\xa9"}, "x \x7f\xc3\xa9\n"},
@@ -78,44 +76,34 @@ TEST(SimpleSerializerRecords, EdgeCasesOfTheFormat)
         EXPECT_EQ(written(c.strings), c.text);
         ReadBack back = readBack(c.text, c.strings.size());
         EXPECT_EQ(back.strings, c.strings);
-        EXPECT_EQ(back.atEndBefore, std::vector<bool>(c.strings.size(), false));
-        EXPECT_TRUE(back.atEndAfter);
+        std::vector<bool> atEnd(c.strings.size(), false);
+        atEnd.push_back(true);
+        EXPECT_EQ(back.atEnd, atEnd);
     }
-}
-
-TEST(SimpleSerializerRecords, ReadingPastTheEndAndUnfinishedLines)
-{
-    // "a" and "b", read three times: the third read finds nothing.
-    ReadBack back = readBack(written({"a", "b"}), 3);
-    EXPECT_EQ(back.strings, (std::vector<std::string>{"a", "b", ""}));
-    EXPECT_EQ(back.atEndBefore, (std::vector<bool>{false, false, true}));
-
-    // A last line without its line feed is no record.
+    // Reading past the end gives the empty string; a last line without its line feed is no record.
+    ReadBack back = readBack("a\nb\n", 3);
+    EXPECT_EQ(back.strings, (Strings{"a", "b", ""}));
+    EXPECT_EQ(back.atEnd, (std::vector<bool>{false, false, true, true}));
     back = readBack("a\npartial", 2);
-    EXPECT_EQ(back.strings, (std::vector<std::string>{"a", ""}));
-    EXPECT_EQ(back.atEndBefore, (std::vector<bool>{false, true}));
+    EXPECT_EQ(back.strings, (Strings{"a", ""}));
+    EXPECT_EQ(back.atEnd, (std::vector<bool>{false, true, true}));
 }
 
 TEST(SimpleSerializerRecords, EndOfDeserializingNotesInputLeftOver)
 {
-    struct Case {
-        std::string text;
-        size_t reads;
-        bool clean;
-    };
-    const std::vector<Case> cases = {
+    const std::vector<std::tuple<std::string, size_t, bool>> cases = {
         {"a\n", 1, true}, {"", 0, true}, {"a\nb\n", 1, false}, {"a\npartial", 1, false}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text);
+    for (const auto& [text, reads, clean] : cases) {
+        SCOPED_TRACE(text);
         QfnTest::LogCapture log(3);
         auto serializer = newSerializer();
-        std::istringstream in(c.text);
+        std::istringstream in(text);
         ASSERT_TRUE(serializer->startDeserialize(&in));
-        for (size_t i = 0; i < c.reads; ++i)
+        for (size_t i = 0; i < reads; ++i)
             serializer->getString();
-        EXPECT_EQ(serializer->endDeserialize(), c.clean);
-        EXPECT_EQ(log.hasLineEndingWith("not at inputStream.eof()"), !c.clean);
-        // The stream is let go either way: the serializer can start again.
+        EXPECT_EQ(serializer->endDeserialize(), clean);
+        EXPECT_EQ(log.hasLineEndingWith("not at inputStream.eof()"), !clean);
+        // The stream is let go either way, and nothing read ahead from it is kept.
         std::istringstream again("x\n");
         EXPECT_TRUE(serializer->startDeserialize(&again));
         EXPECT_EQ(serializer->getString(), "x");
@@ -132,23 +120,18 @@ TEST(SimpleSerializerRecords, GUIDsComeBackAsTheSamePointer)
     EXPECT_TRUE(serializer->putGUID(guid));
     serializer->endSerialize();
     EXPECT_EQ(out.str(), "\n" + guid->toString(Qfn::GUIDStringFormat::UPPERCASE_DASHED) + "\n");
-
     std::istringstream in(out.str());
     ASSERT_TRUE(serializer->startDeserialize(&in));
     EXPECT_EQ(serializer->getGUID(), nullptr);
     EXPECT_EQ(serializer->getGUID(), guid);
-    EXPECT_TRUE(serializer->endDeserialize());
 }
 
 TEST(SimpleSerializerMisuse, EachMisuseFailsWithItsCheck)
 {
     auto serializer = newSerializer();
-    std::ostringstream out;
-    std::istringstream in("a\n");
     QfnTest::LogCapture log(1);
     const std::vector<std::pair<std::string, bool>> cases = {
         {"SANITY_CHECK failed: 'inputStream' evaluates to false", serializer->startDeserialize(nullptr)},
-        {"SANITY_CHECK failed: 'fpInputStream' evaluates to false", serializer->isStringAvailable()},
         {"SANITY_CHECK failed: 'fpInputStream' evaluates to false", serializer->atEnd()},
         {"SANITY_CHECK failed: 'inputStream' evaluates to false", serializer->endDeserialize()},
         {"SANITY_CHECK failed: 'fpOutputStream' evaluates to false", serializer->putRawString("a")},
@@ -160,54 +143,52 @@ TEST(SimpleSerializerMisuse, EachMisuseFailsWithItsCheck)
         EXPECT_FALSE(result) << line;
         EXPECT_GE(log.countContaining(line), 1u) << line;
     }
-    log.clear();
+    // A second start fails and leaves the first stream in place.
+    std::ostringstream out;
+    std::istringstream in("a\n");
     ASSERT_TRUE(serializer->startSerialize(&out));
     EXPECT_FALSE(serializer->startSerialize(&out));
     EXPECT_TRUE(log.hasLineEndingWith("SANITY_CHECK failed: '! fpOutputStream' evaluates to false"));
     ASSERT_TRUE(serializer->startDeserialize(&in));
     EXPECT_FALSE(serializer->startDeserialize(&in));
     EXPECT_TRUE(log.hasLineEndingWith("SANITY_CHECK failed: '! fpInputStream' evaluates to false"));
-    // The failed second start left the first stream in place.
     EXPECT_EQ(serializer->getString(), "a");
     EXPECT_TRUE(serializer->putString("b"));
     EXPECT_EQ(out.str(), "b\n");
 }
 
-TEST(SimpleSerializerFactories, DefaultAndByNameGiveNewSerializers)
+TEST(SimpleSerializerFactories, OnlySerializersComeOut)
 {
     ASSERT_TRUE(QfnTest::registerObjectClassesOnce());
     auto first = Qfn::Serializer_abstract::defaultSerializerFactory();
     auto second = Qfn::Serializer_abstract::serializerFactory(SimpleSerializer::TYPENAME);
-    ASSERT_TRUE(std::dynamic_pointer_cast<SimpleSerializer>(first));
-    ASSERT_TRUE(std::dynamic_pointer_cast<SimpleSerializer>(second));
+    ASSERT_TRUE(std::dynamic_pointer_cast<SimpleSerializer>(first) &&
+                std::dynamic_pointer_cast<SimpleSerializer>(second));
     EXPECT_NE(first.get(), second.get());
     QfnTest::LogCapture log(1);
     EXPECT_FALSE(Qfn::Serializer_abstract::serializerFactory("InternalCoordinator"));
     EXPECT_FALSE(Qfn::Serializer_abstract::serializerFactory("NoSuchSerializer"));
 }
 
-// Any bytes survive the trip, and the text between line feeds never holds a control byte.
+// Any bytes survive, and the text between line feeds never holds a control byte.
 TEST(SimpleSerializerProperty, RandomByteStringsSurvive)
 {
     std::mt19937 random(20261125);
-    std::uniform_int_distribution<int> byte(0, 255);
-    std::uniform_int_distribution<int> length(0, 40);
-    std::vector<std::string> strings(10000);
+    Strings strings(10000);
     for (std::string& str : strings) {
-        str.resize(static_cast<size_t>(length(random)));
+        str.resize(std::uniform_int_distribution<size_t>(0, 40)(random));
         for (char& c : str)
-            c = static_cast<char>(byte(random));
+            c = static_cast<char>(std::uniform_int_distribution<int>(0, 255)(random));
     }
     const std::string text = written(strings);
-    size_t lineFeeds = 0;
+    size_t lineFeeds = 0, controlBytes = 0;
     for (char c : text) {
-        if (c == '\n')
-            ++lineFeeds;
-        else
-            EXPECT_GE(static_cast<unsigned char>(c), 32u);
+        lineFeeds += c == '\n';
+        controlBytes += c != '\n' && static_cast<unsigned char>(c) < 32;
     }
     EXPECT_EQ(lineFeeds, strings.size());
+    EXPECT_EQ(controlBytes, 0u);
     ReadBack back = readBack(text, strings.size());
     EXPECT_EQ(back.strings, strings);
-    EXPECT_TRUE(back.atEndAfter);
+    EXPECT_TRUE(back.atEnd.back());
 }
