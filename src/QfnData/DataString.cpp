@@ -14,7 +14,9 @@ std::shared_ptr<DataString> DataString::factory()
     std::shared_ptr<DataString> retVal;
     try {
         do {
-            ASSIGN_TYPED(DataString, dataString, Object::adopt(new DataString(), &DataString::deleter));
+            // Held by its own class's pointer from the start: no cast back from IObject.
+            std::shared_ptr<DataString> dataString(new DataString(), &DataString::deleter);
+            SANITY_CHECK(Object::registerObjectID(dataString));
             retVal = dataString;
         } while (false);
     } catch (std::exception& e) {
