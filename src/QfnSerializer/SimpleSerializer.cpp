@@ -116,7 +116,8 @@ bool SimpleSerializer::putString(const std::string& str)
         do {
             // Type names, GUIDs and numbers have nothing to escape: they are written without a copy.
             const bool isPlain = std::none_of(str.begin(), str.end(), needsEscape);
-            if (!putRawString(isPlain ? str : Utils::escapeSerializer(str))) {
+            const bool isWritten = isPlain ? putRawString(str) : putRawString(Utils::escapeSerializer(str));
+            if (!isWritten) {
                 LOG_ERROR("failed to write str");
                 break;
             }
