@@ -88,21 +88,7 @@ std::shared_ptr<IObject> DataOM::factoryFromJSONStr(const std::string& jsonStrin
 
 std::shared_ptr<IObject> DataOM::factoryFromSerialized(const std::shared_ptr<IObject>& serializerObj)
 {
-    std::shared_ptr<IObject> retVal;
-    try {
-        do {
-            std::shared_ptr<DataOM> dataOM;
-            ASSIGN(dataOM, factory());
-            if (!dataOM->serializeDeserializeContent(SerializeDeserialize::DESERIALIZE, serializerObj)) {
-                LOG_ERROR("cannot deserialize");
-                break;
-            }
-            retVal = dataOM;
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
-    return retVal;
+    return deserializeContentInto(factory(), serializerObj);
 }
 
 void DataOM::deleter(DataOM* dataOM)
