@@ -1,9 +1,13 @@
 #include "QfnCoordinator/InternalCoordinator.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include "QfnCoordinator/CoordinatorHost.h"
+#include "QfnData/DataNull.h"
+#include "QfnData/DataOM.h"
+#include "QfnData/DataString.h"
 #include "QfnLogger/Check.h"
 #include "QfnParser/model/OMScope.h"
 #include "QfnParser/streams/InputStreamConsole.h"
@@ -11,6 +15,7 @@
 #include "QfnParser/streams/InputStreamLineEditor.h"
 #include "QfnParser/streams/InputStreamStdIn.h"
 #include "QfnParser/streams/OutputStreamStdOut.h"
+#include "QfnSerializer/SimpleSerializer.h"
 #include "QfnTask/ITaskHost.h"
 #include "QfnTask/Task.h"
 #include "QfnUtils/Pipes.h"
@@ -89,6 +94,10 @@ std::shared_ptr<IObject> InternalCoordinator::factory()
         do {
             if (!fSingleton && !fSingletonReleased) {
                 fSingleton = Object::adopt(new InternalCoordinator(), &InternalCoordinator::deleter);
+                // A process that ends without releasing the coordinator (a test run, a fuzzer) lets
+                // it go before the static destructors, which destroy the type names it deregisters.
+                static const bool kReleasedAtExit = std::atexit(&InternalCoordinator::releaseSingleton) == 0;
+                EXPECTED(kReleasedAtExit);
             }
             retVal = fSingleton;
         } while (false);
@@ -158,7 +167,10 @@ namespace {
 using ClassRegistration = bool (*)(RegisterDeregister);
 
 // Every class with a factory, bases before derived classes; more join as their subsystems come.
-const ClassRegistration kObjectClasses[] = {&InternalCoordinator::registerDeregisterClass};
+const ClassRegistration kObjectClasses[] = {
+    &InternalCoordinator::registerDeregisterClass, &SimpleSerializer::registerDeregisterClass,
+    &DataNull::registerDeregisterClass, &DataString::registerDeregisterClass,
+    &DataOM::registerDeregisterClass};
 
 }  // namespace
 

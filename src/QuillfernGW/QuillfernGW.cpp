@@ -4,6 +4,7 @@
 #include <string>
 
 #include "QfnCoordinator/InternalCoordinator.h"
+#include "QfnData/DataNull.h"
 #include "QfnLogger/Check.h"
 #include "QfnObject/Object.h"
 #include "QfnParser/model/OMScope.h"
@@ -116,6 +117,7 @@ int runCoordinator(int argc, char** argv)
             Task::deregisterAllTasks();
             InternalCoordinator::releaseCoordinatorScope();
             InternalCoordinator::releaseSingleton();
+            DataNull::releaseSingleton();
             Pipes::closeAll();
             // Files a script left open are flushed and closed before the process ends.
             OpenedFile::closeAll();
