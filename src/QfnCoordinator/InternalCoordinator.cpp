@@ -3,6 +3,11 @@
 #include <cerrno>
 #include <cstring>
 
+#include "QfnAddress/InternalAddress.h"
+#include "QfnAddress/LocalResolvedAddress.h"
+#include "QfnAddress/LocalUnresolvedAddress.h"
+#include "QfnAddress/RemoteResolvedAddress.h"
+#include "QfnAddress/RemoteUnresolvedAddress.h"
 #include "QfnCoordinator/CoordinatorHost.h"
 #include "QfnData/DataNull.h"
 #include "QfnLogger/Check.h"
@@ -162,7 +167,12 @@ using ClassRegistration = bool (*)(RegisterDeregister);
 // Every class with a factory, bases before derived classes; more join as their subsystems come.
 const ClassRegistration kObjectClasses[] = {&InternalCoordinator::registerDeregisterClass,
                                             &SimpleSerializer::registerDeregisterClass,
-                                            &DataNull::registerDeregisterClass};
+                                            &DataNull::registerDeregisterClass,
+                                            &InternalAddress::registerDeregisterClass,
+                                            &LocalUnresolvedAddress::registerDeregisterClass,
+                                            &RemoteUnresolvedAddress::registerDeregisterClass,
+                                            &LocalResolvedAddress::registerDeregisterClass,
+                                            &RemoteResolvedAddress::registerDeregisterClass};
 
 }  // namespace
 
