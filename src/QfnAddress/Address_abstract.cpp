@@ -23,7 +23,7 @@ std::shared_ptr<IObject> Address_abstract::factoryFromURL(const std::string& url
             IAddressHost* host = IAddressHost::get();
             const URLParts parts = URLParts::parse(host ? host->resolveUrlAlias(url) : url);
             tail = parts.tail;
-            if (parts.scheme != "qfn") break;
+            if (!parts.isSchemeComplete || parts.scheme != "qfn") break;
             IAddressHost* internalCoordinator = nullptr;
             ASSIGN(internalCoordinator, IAddressHost::getAvailable());
             if (parts.isResolvedForm) {

@@ -5,7 +5,6 @@
 #include "QfnAddress/LocalResolvedAddress.h"
 #include "QfnAddress/QfnTraits/HashCombine.h"
 #include "QfnLogger/Check.h"
-#include "QfnUtils/Utils.h"
 
 namespace Qfn {
 

@@ -4,8 +4,8 @@
 #include "QfnAddress/IAddressHost.h"
 #include "QfnAddress/InternalAddress.h"
 #include "QfnAddress/QfnTraits/HashCombine.h"
+#include "QfnAddress/QfnTraits/AddressName.h"
 #include "QfnLogger/Check.h"
-#include "QfnUtils/Utils.h"
 
 namespace Qfn {
 
@@ -26,7 +26,7 @@ std::shared_ptr<IObject> LocalUnresolvedAddress::factoryFromCoordinatorNameIndic
     std::shared_ptr<IObject> retVal;
     try {
         do {
-            SANITY_CHECK(Utils::isIdentifierName(coordinatorName));
+            SANITY_CHECK(AddressName::isValid(coordinatorName));
             ASSIGN_TYPED(LocalUnresolvedAddress, address, factory());
             address->fCoordinatorName = coordinatorName;
             SANITY_CHECK(address->setIndices(indices));

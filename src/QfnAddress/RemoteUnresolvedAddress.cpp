@@ -4,6 +4,7 @@
 #include "QfnAddress/IAddressHost.h"
 #include "QfnAddress/LocalUnresolvedAddress.h"
 #include "QfnAddress/QfnTraits/HashCombine.h"
+#include "QfnAddress/QfnTraits/AddressName.h"
 #include "QfnLogger/Check.h"
 #include "QfnUtils/Utils.h"
 
@@ -17,7 +18,7 @@ std::shared_ptr<IObject> RemoteUnresolvedAddress::factoryFromCoordinatorNameIndi
     std::shared_ptr<IObject> retVal;
     try {
         do {
-            SANITY_CHECK(Utils::isIdentifierName(coordinatorName));
+            SANITY_CHECK(AddressName::isValid(coordinatorName));
             SANITY_CHECK(HostNameAddress_trait::isValidHostName(hostName));
             ASSIGN_TYPED(RemoteUnresolvedAddress, address,
                          AddressClassSupport::makeEmpty<RemoteUnresolvedAddress>());

@@ -31,10 +31,12 @@ URLParts URLParts::parse(const std::string& url)
                         state = URLState::SCHEME;
                         break;
                     case URLState::SCHEME:
-                        if (c == ':')
+                        if (c == ':') {
+                            retVal.isSchemeComplete = true;
                             state = URLState::SLASH1;
-                        else
+                        } else {
                             retVal.scheme += c;
+                        }
                         break;
                     case URLState::SLASH1:
                         if (c == '/') {

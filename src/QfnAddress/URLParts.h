@@ -9,6 +9,8 @@ namespace Qfn {
 // or qfn://<upstream GUID>/<addressed GUID>/tail when the host reads as a GUID.
 struct URLParts {
     std::string scheme;
+    // The scheme was ended by ':'; text without one is no URL.
+    bool isSchemeComplete = false;
     std::string host;
     std::string coordinator;
     std::vector<std::string> indices;

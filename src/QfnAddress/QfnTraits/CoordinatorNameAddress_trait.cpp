@@ -1,8 +1,8 @@
 #include "QfnAddress/QfnTraits/CoordinatorNameAddress_trait.h"
 
+#include "QfnAddress/QfnTraits/AddressName.h"
 #include "QfnLogger/Check.h"
 #include "QfnSerializer/ISerializer.h"
-#include "QfnUtils/Utils.h"
 
 namespace Qfn {
 
@@ -14,7 +14,7 @@ bool CoordinatorNameAddress_trait::serializeDeserializeContent(SerializeDeserial
         do {
             ASSIGN_TYPED(ISerializer, serializer, serializerObj);
             if (serializeDeserialize == SerializeDeserialize::SERIALIZE) {
-                SANITY_CHECK(Utils::isIdentifierName(fCoordinatorName));
+                SANITY_CHECK(AddressName::isValid(fCoordinatorName));
                 SANITY_CHECK(serializer->putString(fCoordinatorName));
             } else if (serializeDeserialize == SerializeDeserialize::DESERIALIZE) {
                 if (serializer->atEnd()) {
@@ -22,7 +22,7 @@ bool CoordinatorNameAddress_trait::serializeDeserializeContent(SerializeDeserial
                     break;
                 }
                 fCoordinatorName = serializer->getString();
-                SANITY_CHECK(Utils::isIdentifierName(fCoordinatorName));
+                SANITY_CHECK(AddressName::isValid(fCoordinatorName));
             } else {
                 LOG_ERROR("no serializeDeserialize");
                 break;

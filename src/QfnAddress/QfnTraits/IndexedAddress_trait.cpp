@@ -1,5 +1,6 @@
 #include "QfnAddress/QfnTraits/IndexedAddress_trait.h"
 
+#include "QfnAddress/QfnTraits/AddressName.h"
 #include "QfnAddress/QfnTraits/HashCombine.h"
 #include "QfnLogger/Check.h"
 #include "QfnSerializer/ISerializer.h"
@@ -41,7 +42,7 @@ bool IndexedAddress_trait::splitIndices(const std::string& indexStr, std::vector
             }
             bool isValid = true;
             for (size_t position = 0; position < parts.size() && isValid; ++position) {
-                if (position % 2 == 0 && !Utils::isIdentifierName(parts[position])) {
+                if (position % 2 == 0 && !AddressName::isValid(parts[position])) {
                     LOG_ERROR("invalid index name");
                     isValid = false;
                 } else if (position % 2 == 1 && !Utils::isNumeric(parts[position])) {
