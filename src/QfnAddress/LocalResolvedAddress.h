@@ -1,18 +1,16 @@
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <string>
 
-#include "QfnAddress/Address_abstract.h"
-#include "QfnAddress/QfnTraits/GUIDAddress_trait.h"
+#include "QfnAddress/ResolvedAddress_abstract.h"
 
 namespace Qfn {
 
 struct AddressClassSupport;
 
 // An object of a coordinator of this host, by GUIDs: qfn://<upstream GUID>/<addressed GUID>.
-class LocalResolvedAddress : public virtual Address_abstract, public GUIDAddress_trait {
+class LocalResolvedAddress : public ResolvedAddress_abstract {
 public:
     static const std::string TYPENAME;
     const std::string& typeName() const override { return TYPENAME; }
@@ -23,12 +21,6 @@ public:
     static std::shared_ptr<IObject> factoryFromSerialized(const std::shared_ptr<IObject>& serializerObj);
     static bool registerDeregisterClass(RegisterDeregister registerDeregister);
 
-    bool serializeDeserializeContent(SerializeDeserialize serializeDeserialize,
-                                     const std::shared_ptr<IObject>& serializerObj) override;
-    std::string getAsURL() const override;
-    std::string toString() const override;
-    uint64_t hash() const override;
-    bool operator==(const IObject& other) const override;
     std::shared_ptr<const IObject> resolved() const override;
 
 private:

@@ -3,8 +3,8 @@
 #include "QfnAddress/AddressClassSupport.h"
 #include "QfnAddress/IAddressHost.h"
 #include "QfnAddress/InternalAddress.h"
-#include "QfnAddress/QfnTraits/HashCombine.h"
 #include "QfnAddress/QfnTraits/AddressName.h"
+#include "QfnAddress/QfnTraits/HashCombine.h"
 #include "QfnLogger/Check.h"
 
 namespace Qfn {
