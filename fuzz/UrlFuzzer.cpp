@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <string>
 
+#include "QfnCoordinator/InternalCoordinator.h"
 #include "QfnLogger/Log.h"
 #include "QfnObject/Object.h"
 #include "support/UrlRoundTrip.h"
@@ -11,7 +12,10 @@
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
     Qfn::Log::setLogLevel(0);
-    return QfnTest::prepareAddressHost() ? 0 : 1;
+    if (!Qfn::InternalCoordinator::factory() || !Qfn::InternalCoordinator::registerObjectClasses() ||
+        !QfnTest::registerLocalHostNames())
+        __builtin_trap();
+    return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)

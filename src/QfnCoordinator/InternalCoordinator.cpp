@@ -10,6 +10,8 @@
 #include "QfnAddress/RemoteUnresolvedAddress.h"
 #include "QfnCoordinator/CoordinatorHost.h"
 #include "QfnData/DataNull.h"
+#include "QfnData/DataOM.h"
+#include "QfnData/DataString.h"
 #include "QfnLogger/Check.h"
 #include "QfnParser/model/OMScope.h"
 #include "QfnParser/streams/InputStreamConsole.h"
@@ -168,6 +170,8 @@ using ClassRegistration = bool (*)(RegisterDeregister);
 const ClassRegistration kObjectClasses[] = {&InternalCoordinator::registerDeregisterClass,
                                             &SimpleSerializer::registerDeregisterClass,
                                             &DataNull::registerDeregisterClass,
+                                            &DataString::registerDeregisterClass,
+                                            &DataOM::registerDeregisterClass,
                                             &InternalAddress::registerDeregisterClass,
                                             &LocalUnresolvedAddress::registerDeregisterClass,
                                             &RemoteUnresolvedAddress::registerDeregisterClass,

@@ -11,6 +11,8 @@ namespace Qfn {
 // start..., the puts or gets, end....
 class ISerializer : public virtual IObject {
 public:
+    // getGUID() const stays the object's own GUID; the non-const getGUID() reads one from the stream.
+    using IObject::getGUID;
     virtual bool startSerialize(std::ostream* outputStream) = 0;
     virtual bool endSerialize() = 0;
     virtual bool putGUID(GUIDClass* guid) = 0;

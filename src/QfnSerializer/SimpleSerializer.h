@@ -20,6 +20,7 @@ public:
     static void deleter(SimpleSerializer* simpleSerializer);
     static bool registerDeregisterClass(RegisterDeregister registerDeregister);
 
+    using Object::getGUID;
     bool startSerialize(std::ostream* outputStream) override;
     bool endSerialize() override;
     bool putGUID(GUIDClass* guid) override;

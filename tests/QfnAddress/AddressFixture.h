@@ -8,20 +8,23 @@
 #include "QfnAddress/Address_abstract.h"
 #include "QfnCoordinator/InternalCoordinator.h"
 #include "QfnObject/GUIDClass.h"
+#include "support/ObjectClasses.h"
 #include "support/UrlRoundTrip.h"
 
 namespace QfnTest {
 
-// The coordinator as start-up leaves it for addresses: classes registered, this host's names known.
+// The coordinator as start-up leaves it for addresses: classes registered, this host's names known;
+// the names are forgotten after each test.
 class AddressFixture : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        ASSERT_TRUE(prepareAddressHost());
+        ASSERT_TRUE(registerObjectClassesOnce());
+        ASSERT_TRUE(registerLocalHostNames());
         fCoordinatorGUID = Qfn::InternalCoordinator::factory()->createGUID();
         ASSERT_TRUE(fCoordinatorGUID);
     }
-    void TearDown() override { releaseAddressHost(); }
+    void TearDown() override { Qfn::InternalCoordinator::clearHostNamesAndAliases(); }
 
     static std::shared_ptr<Qfn::IObject> fromURL(const std::string& url)
     {

@@ -6,19 +6,12 @@
 
 namespace QfnTest {
 
-bool prepareAddressHost()
+bool registerLocalHostNames()
 {
     using Qfn::InternalCoordinator;
-    return InternalCoordinator::factory() && InternalCoordinator::registerObjectClasses() &&
-           InternalCoordinator::registerLocalHostName("127.0.0.1") &&
+    return InternalCoordinator::registerLocalHostName("127.0.0.1") &&
            InternalCoordinator::registerLocalHostName("::1") &&
            InternalCoordinator::registerLocalHostName("localhost");
-}
-
-void releaseAddressHost()
-{
-    Qfn::InternalCoordinator::deregisterObjectClasses();
-    Qfn::InternalCoordinator::clearHostNamesAndAliases();
 }
 
 std::string checkUrlRoundTrip(const std::string& url)

@@ -4,10 +4,8 @@
 
 namespace QfnTest {
 
-// What factoryFromURL needs in a process: the object classes registered and the names of this host
-// known, as the coordinator's start-up leaves them; undone by releaseAddressHost.
-bool prepareAddressHost();
-void releaseAddressHost();
+// The names of this host that the coordinator's start-up registers, for reading URLs without it.
+bool registerLocalHostNames();
 
 // Parses url; when that gives an address, prints it with getAsURL and parses the print again. Empty
 // when the second address equals the first (or url is no address), else what went wrong.
