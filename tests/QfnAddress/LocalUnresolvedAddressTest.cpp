@@ -48,6 +48,8 @@ TEST_F(LocalUnresolvedResolution, OwnNameResolvesHereLikeTheInternalAddress)
     EXPECT_EQ(address->getAddressedGUID(), fCoordinatorGUID);
     EXPECT_EQ(address->getUpstreamCoordinatorGUID(), fCoordinatorGUID);
     EXPECT_TRUE(address->isInternalCoordinatorAddress());
+    auto coordinator = std::dynamic_pointer_cast<InternalCoordinator>(InternalCoordinator::factory());
+    EXPECT_EQ(coordinator->resolveAddress(address).get(), coordinator.get());
     // A path below it names no service yet: nothing, without a line.
     QfnTest::LogCapture capture(1);
     EXPECT_FALSE(make("net.quillfern.coordinator.main", "net.quillfern.service.null/1")->resolved());

@@ -62,8 +62,11 @@ TEST_F(ResolvedAddresses, ARemoteAddressBehindThisCoordinatorTurnsLocal)
 
     GUIDClass* service = GUIDClass::randomFactory();
     auto turns = make<RemoteResolvedAddress>(service, fCoordinatorGUID);
+    QfnTest::LogCapture notes(3);
     auto local = std::dynamic_pointer_cast<const LocalResolvedAddress>(turns->resolved());
     ASSERT_TRUE(local);
+    EXPECT_TRUE(notes.hasLineEndingWith("resolves to local"));
+    EXPECT_TRUE(notes.hasLineEndingWith("hostName = "));
     EXPECT_EQ(local->getAddressedGUID(), service);
     EXPECT_EQ(local->getUpstreamCoordinatorGUID(), fCoordinatorGUID);
     EXPECT_TRUE(

@@ -39,6 +39,11 @@ TEST_F(RemoteUnresolvedResolution, ALocalHostResolvesAsALocalAddress)
             EXPECT_TRUE(address->isInternalCoordinatorAddress());
         }
         EXPECT_EQ(fromFactory->getUpstreamCoordinatorGUID(), fCoordinatorGUID);
+        QfnTest::LogCapture notes(3);
+        auto coordinator = std::dynamic_pointer_cast<InternalCoordinator>(InternalCoordinator::factory());
+        EXPECT_EQ(coordinator->resolveAddress(fromFactory).get(), coordinator.get());
+        EXPECT_TRUE(notes.hasLineEndingWith("resolves to local"));
+        EXPECT_TRUE(notes.hasLineEndingWith("fHostName = " + host));
     }
     // A name of this host registered from configuration counts as well; a sibling unknown to main
     // resolves to nothing, without a line.

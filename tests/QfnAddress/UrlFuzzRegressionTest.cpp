@@ -1,5 +1,5 @@
-// URLs that once broke factoryFromURL's round trip, kept from the fuzzer's findings: each that
-// reads as an address prints as a URL that reads back as an equal address.
+// URLs that broke, or would have broken, factoryFromURL's round trip, from the fuzzer's findings and
+// from review: each that reads as an address prints as a URL that reads back as an equal address.
 #include <gtest/gtest.h>
 
 #include <filesystem>
