@@ -2,6 +2,7 @@
 // must print as a URL that reads back as an equal address.
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "QfnCoordinator/InternalCoordinator.h"
@@ -15,6 +16,8 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
     if (!Qfn::InternalCoordinator::factory() || !Qfn::InternalCoordinator::registerObjectClasses() ||
         !QfnTest::registerLocalHostNames())
         __builtin_trap();
+    // The coordinator goes before the static type names its deleter still uses, as at the end of main.
+    std::atexit([] { Qfn::InternalCoordinator::releaseSingleton(); });
     return 0;
 }
 
