@@ -1,5 +1,6 @@
 #include "QfnData/DataOM.h"
 
+#include <cmath>
 #include <functional>
 
 #include "QfnLogger/Check.h"
@@ -15,12 +16,14 @@ namespace Qfn {
 
 namespace {
 
-// Whether a parsed tree holds values only. The text of an expression is its near form, which does
-// not always read back as the same expression, and a payload carries values, not code to run.
+// Whether a parsed tree holds only values that its text carries back. The text of an expression is
+// its near form, which need not read back as the same expression (and a payload carries values, not
+// code to run); an infinite float is written "inf", which reads back as a name.
 bool holdsOnlyValues(const IOMNode& node)
 {
     const OMType type = node.getType();
     if (type == OMType::Expression) return false;
+    if (type == OMType::Float) return std::isfinite(node.getFloat());
     if (type != OMType::Array && type != OMType::Map) return true;
     DeepWalk level;
     if (!level.canGoOn("holdsOnlyValues")) return false;
@@ -40,7 +43,9 @@ std::shared_ptr<DataOM> DataOM::factory()
     std::shared_ptr<DataOM> retVal;
     try {
         do {
-            ASSIGN_TYPED(DataOM, dataOM, Object::adopt(new DataOM(), &DataOM::deleter));
+            // Held by its own class's pointer from the start: no cast back from IObject.
+            std::shared_ptr<DataOM> dataOM(new DataOM(), &DataOM::deleter);
+            SANITY_CHECK(Object::registerObjectID(dataOM));
             retVal = dataOM;
         } while (false);
     } catch (std::exception& e) {
@@ -83,21 +88,7 @@ std::shared_ptr<IObject> DataOM::factoryFromJSONStr(const std::string& jsonStrin
 
 std::shared_ptr<IObject> DataOM::factoryFromSerialized(const std::shared_ptr<IObject>& serializerObj)
 {
-    std::shared_ptr<IObject> retVal;
-    try {
-        do {
-            std::shared_ptr<DataOM> dataOM;
-            ASSIGN(dataOM, factory());
-            if (!dataOM->serializeDeserializeContent(SerializeDeserialize::DESERIALIZE, serializerObj)) {
-                LOG_ERROR("cannot deserialize");
-                break;
-            }
-            retVal = dataOM;
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
-    return retVal;
+    return deserializeContentInto(factory(), serializerObj);
 }
 
 void DataOM::deleter(DataOM* dataOM)

@@ -17,7 +17,7 @@ public:
     // Holds the node itself, not a copy; null stands for a missing tree.
     static std::shared_ptr<IObject> factoryFromOMNode(std::shared_ptr<IOMNode> omNode);
     // The tree that the text parses to; the empty pointer when it does not parse, or when it
-    // holds an expression rather than values only.
+    // holds an expression or an infinite float rather than values that text carries.
     static std::shared_ptr<IObject> factoryFromJSONStr(const std::string& jsonString);
     static std::shared_ptr<IObject> factoryFromSerialized(const std::shared_ptr<IObject>& serializerObj);
     static void deleter(DataOM* dataOM);

@@ -14,7 +14,9 @@ std::shared_ptr<DataString> DataString::factory()
     std::shared_ptr<DataString> retVal;
     try {
         do {
-            ASSIGN_TYPED(DataString, dataString, Object::adopt(new DataString(), &DataString::deleter));
+            // Held by its own class's pointer from the start: no cast back from IObject.
+            std::shared_ptr<DataString> dataString(new DataString(), &DataString::deleter);
+            SANITY_CHECK(Object::registerObjectID(dataString));
             retVal = dataString;
         } while (false);
     } catch (std::exception& e) {
@@ -41,21 +43,7 @@ std::shared_ptr<IObject> DataString::factoryFromString(const std::string& str)
 
 std::shared_ptr<IObject> DataString::factoryFromSerialized(const std::shared_ptr<IObject>& serializerObj)
 {
-    std::shared_ptr<IObject> retVal;
-    try {
-        do {
-            std::shared_ptr<DataString> dataString;
-            ASSIGN(dataString, factory());
-            if (!dataString->serializeDeserializeContent(SerializeDeserialize::DESERIALIZE, serializerObj)) {
-                LOG_ERROR("cannot deserialize");
-                break;
-            }
-            retVal = dataString;
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
-    return retVal;
+    return deserializeContentInto(factory(), serializerObj);
 }
 
 void DataString::deleter(DataString* dataString)

@@ -15,6 +15,25 @@ bool Data_abstract::serializeDeserializeContent(SerializeDeserialize, const std:
     return true;
 }
 
+std::shared_ptr<IObject> Data_abstract::deserializeContentInto(const std::shared_ptr<IData>& data,
+                                                               const std::shared_ptr<IObject>& serializerObj)
+{
+    std::shared_ptr<IObject> retVal;
+    try {
+        do {
+            SANITY_CHECK(data);
+            if (!data->serializeDeserializeContent(SerializeDeserialize::DESERIALIZE, serializerObj)) {
+                LOG_ERROR("cannot deserialize");
+                break;
+            }
+            retVal = data;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
 bool Data_abstract::serialize(const std::shared_ptr<IObject>& serializerObj) const
 {
     bool retVal = false;

@@ -29,6 +29,11 @@ public:
         const std::shared_ptr<IObject>& serializerObj);
 
 protected:
+    // Reads the content of a newly made object: the object, or the empty pointer after "cannot
+    // deserialize", so that a half-read object goes away. The factoryFromSerialized of each class.
+    static std::shared_ptr<IObject> deserializeContentInto(const std::shared_ptr<IData>& data,
+                                                           const std::shared_ptr<IObject>& serializerObj);
+
     Data_abstract() = default;
     ~Data_abstract() override = default;
 };

@@ -1,5 +1,6 @@
 #include "QfnSerializer/SimpleSerializer.h"
 
+#include <algorithm>
 #include <istream>
 #include <ostream>
 
@@ -10,6 +11,16 @@
 namespace Qfn {
 
 const std::string SimpleSerializer::TYPENAME = "SimpleSerializer";
+
+namespace {
+
+// The bytes that escapeSerializer replaces: control bytes, the quotes and the backslash.
+bool needsEscape(char c)
+{
+    return static_cast<unsigned char>(c) < 32 || c == '"' || c == '\'' || c == '\\';
+}
+
+}  // namespace
 
 std::shared_ptr<IObject> SimpleSerializer::factory()
 {
@@ -103,7 +114,10 @@ bool SimpleSerializer::putString(const std::string& str)
     bool retVal = false;
     try {
         do {
-            if (!putRawString(Utils::escapeSerializer(str))) {
+            // Type names, GUIDs and numbers have nothing to escape: they are written without a copy.
+            const bool isPlain = std::none_of(str.begin(), str.end(), needsEscape);
+            const bool isWritten = isPlain ? putRawString(str) : putRawString(Utils::escapeSerializer(str));
+            if (!isWritten) {
                 LOG_ERROR("failed to write str");
                 break;
             }
@@ -202,7 +216,11 @@ std::string SimpleSerializer::getString()
     try {
         do {
             if (!isStringAvailable()) break;
-            retVal = Utils::unescapeSerializer(fPendingString);
+            if (fPendingString.find('\\') == std::string::npos) {
+                retVal.swap(fPendingString);  // nothing escaped: the record is the string
+            } else {
+                retVal = Utils::unescapeSerializer(fPendingString);
+            }
             fPendingString.clear();
             fIsStringAvailable = false;
         } while (false);

@@ -153,8 +153,8 @@ TEST_F(DataOMValues, ParsedFromText)
     EXPECT_FALSE(DataOM::factoryFromJSONStr("{a:[1"));
     EXPECT_TRUE(log.hasLineEndingWith(
         "SANITY_CHECK failed: 'ParseTask::call(omNode, jsonString)' evaluates to false"));
-    // Code is no payload, at the top or deep inside.
-    for (const char* code : {"a + 1", "{a:[1, {b:x}]}", "[1, -2], \"e\", _"}) {
+    // Code is no payload, at the top or deep inside, and an infinite float does not come back.
+    for (const char* code : {"a + 1", "{a:[1, {b:x}]}", "[1, -2], \"e\", _", "[1, -2e500]", "{a:1e999}"}) {
         log.clear();
         EXPECT_FALSE(DataOM::factoryFromJSONStr(code)) << code;
         EXPECT_TRUE(
