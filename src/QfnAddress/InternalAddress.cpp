@@ -36,7 +36,7 @@ std::shared_ptr<IObject> InternalAddress::factoryFromIndices(const std::string& 
 
 std::shared_ptr<IObject> InternalAddress::factoryFromSerialized(const std::shared_ptr<IObject>& serializerObj)
 {
-    return AddressClassSupport::factoryFromSerialized<InternalAddress>(serializerObj);
+    return deserializeContentInto(std::dynamic_pointer_cast<IData>(factory()), serializerObj);
 }
 
 bool InternalAddress::registerDeregisterClass(RegisterDeregister registerDeregister)

@@ -34,7 +34,7 @@ std::shared_ptr<IObject> LocalResolvedAddress::factoryFromGUIDs(GUIDClass* addre
 std::shared_ptr<IObject> LocalResolvedAddress::factoryFromSerialized(
     const std::shared_ptr<IObject>& serializerObj)
 {
-    return AddressClassSupport::factoryFromSerialized<LocalResolvedAddress>(serializerObj);
+    return deserializeContentInto(std::dynamic_pointer_cast<IData>(factory()), serializerObj);
 }
 
 bool LocalResolvedAddress::registerDeregisterClass(RegisterDeregister registerDeregister)

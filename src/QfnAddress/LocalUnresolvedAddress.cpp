@@ -41,7 +41,7 @@ std::shared_ptr<IObject> LocalUnresolvedAddress::factoryFromCoordinatorNameIndic
 std::shared_ptr<IObject> LocalUnresolvedAddress::factoryFromSerialized(
     const std::shared_ptr<IObject>& serializerObj)
 {
-    return AddressClassSupport::factoryFromSerialized<LocalUnresolvedAddress>(serializerObj);
+    return deserializeContentInto(std::dynamic_pointer_cast<IData>(factory()), serializerObj);
 }
 
 bool LocalUnresolvedAddress::registerDeregisterClass(RegisterDeregister registerDeregister)

@@ -30,7 +30,9 @@ std::shared_ptr<IObject> RemoteResolvedAddress::factoryFromGUIDs(GUIDClass* addr
 std::shared_ptr<IObject> RemoteResolvedAddress::factoryFromSerialized(
     const std::shared_ptr<IObject>& serializerObj)
 {
-    return AddressClassSupport::factoryFromSerialized<RemoteResolvedAddress>(serializerObj);
+    return deserializeContentInto(
+        std::dynamic_pointer_cast<IData>(AddressClassSupport::makeEmpty<RemoteResolvedAddress>()),
+        serializerObj);
 }
 
 bool RemoteResolvedAddress::registerDeregisterClass(RegisterDeregister registerDeregister)

@@ -36,7 +36,9 @@ std::shared_ptr<IObject> RemoteUnresolvedAddress::factoryFromCoordinatorNameIndi
 std::shared_ptr<IObject> RemoteUnresolvedAddress::factoryFromSerialized(
     const std::shared_ptr<IObject>& serializerObj)
 {
-    return AddressClassSupport::factoryFromSerialized<RemoteUnresolvedAddress>(serializerObj);
+    return deserializeContentInto(
+        std::dynamic_pointer_cast<IData>(AddressClassSupport::makeEmpty<RemoteUnresolvedAddress>()),
+        serializerObj);
 }
 
 bool RemoteUnresolvedAddress::registerDeregisterClass(RegisterDeregister registerDeregister)
