@@ -2,7 +2,6 @@
 // is read must write text that reads back to a value writing the same text.
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 
 #include "QfnCoordinator/InternalCoordinator.h"
@@ -27,13 +26,8 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
     Qfn::Log::setLogLevel(0);
     if (!Qfn::InternalCoordinator::registerObjectClasses()) __builtin_trap();
-    // The one DataNull and the coordinator, which input may name, live for the whole run; they go
-    // at its end as main lets them go, before the static type names they deregister are destroyed.
+    // The one DataNull and the coordinator, which input may name, live for the whole run.
     if (!Qfn::DataNull::factory() || !Qfn::InternalCoordinator::factory()) __builtin_trap();
-    std::atexit([] {
-        Qfn::InternalCoordinator::releaseSingleton();
-        Qfn::DataNull::releaseSingleton();
-    });
     return 0;
 }
 

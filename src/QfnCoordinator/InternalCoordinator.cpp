@@ -1,6 +1,7 @@
 #include "QfnCoordinator/InternalCoordinator.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include "QfnAddress/InternalAddress.h"
@@ -98,6 +99,10 @@ std::shared_ptr<IObject> InternalCoordinator::factory()
         do {
             if (!fSingleton && !fSingletonReleased) {
                 fSingleton = Object::adopt(new InternalCoordinator(), &InternalCoordinator::deleter);
+                // A process that ends without releasing the coordinator (a test run, a fuzzer) lets
+                // it go before the static destructors, which destroy the type names it deregisters.
+                static const bool kReleasedAtExit = std::atexit(&InternalCoordinator::releaseSingleton) == 0;
+                EXPECTED(kReleasedAtExit);
             }
             retVal = fSingleton;
         } while (false);
