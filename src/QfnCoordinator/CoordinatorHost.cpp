@@ -13,6 +13,7 @@ bool CoordinatorHost::install()
     static CoordinatorHost host;
     Task::setHost(&host);
     IScriptHost::set(&host);
+    IAddressHost::set(&host);
     return true;
 }
 
@@ -118,6 +119,84 @@ bool CoordinatorHost::setDataRequestCallBack(const std::shared_ptr<OMScope>& sco
                                              const std::string& name)
 {
     return InternalCoordinator::setDataRequestCallBack(scope, callBackID, callBackFunction, name);
+}
+
+namespace {
+
+const std::string kNoName;
+
+std::shared_ptr<InternalCoordinator> internalCoordinator()
+{
+    return std::dynamic_pointer_cast<InternalCoordinator>(InternalCoordinator::factory());
+}
+
+}  // namespace
+
+GUIDClass* CoordinatorHost::createGUID()
+{
+    std::shared_ptr<InternalCoordinator> coordinator = internalCoordinator();
+    return coordinator ? coordinator->createGUID() : nullptr;
+}
+
+const std::string& CoordinatorHost::getName()
+{
+    return InternalCoordinator::getName();
+}
+
+bool CoordinatorHost::isMainCoordinator()
+{
+    return InternalCoordinator::isMainCoordinator();
+}
+
+std::shared_ptr<const IObject> CoordinatorHost::resolveAddress(
+    const std::shared_ptr<const IObject>& addressObj)
+{
+    std::shared_ptr<InternalCoordinator> coordinator = internalCoordinator();
+    return coordinator ? coordinator->resolveAddress(addressObj) : nullptr;
+}
+
+bool CoordinatorHost::isLocalHost(const std::string& hostName)
+{
+    return InternalCoordinator::isLocalHost(hostName);
+}
+
+bool CoordinatorHost::isKnownSiblingCoordinator(const std::string& coordinatorName)
+{
+    return InternalCoordinator::isKnownSiblingCoordinator(coordinatorName);
+}
+
+GUIDClass* CoordinatorHost::getUpstreamCoordinatorGUID(const std::string& hostName,
+                                                       const std::string& coordinatorName)
+{
+    std::shared_ptr<InternalCoordinator> coordinator = internalCoordinator();
+    return coordinator ? coordinator->getUpstreamCoordinatorGUID(hostName, coordinatorName) : nullptr;
+}
+
+const std::string& CoordinatorHost::getHostName(GUIDClass* coordinatorGUID)
+{
+    std::shared_ptr<InternalCoordinator> coordinator = internalCoordinator();
+    return coordinator ? coordinator->getHostName(coordinatorGUID) : kNoName;
+}
+
+const std::string& CoordinatorHost::getCoordinatorName(GUIDClass* coordinatorGUID)
+{
+    std::shared_ptr<InternalCoordinator> coordinator = internalCoordinator();
+    return coordinator ? coordinator->getCoordinatorName(coordinatorGUID) : kNoName;
+}
+
+std::string CoordinatorHost::resolveUrlAlias(const std::string& url)
+{
+    return InternalCoordinator::resolveUrlAlias(url);
+}
+
+bool CoordinatorHost::registerCoordinatorAlias(const std::string& alias, const std::string& coordinatorName)
+{
+    return InternalCoordinator::registerCoordinatorAlias(alias, coordinatorName);
+}
+
+const std::string& CoordinatorHost::resolveCoordinatorAlias(const std::string& coordinatorName)
+{
+    return InternalCoordinator::resolveCoordinatorAlias(coordinatorName);
 }
 
 }  // namespace Qfn

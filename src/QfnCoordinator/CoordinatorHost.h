@@ -1,13 +1,14 @@
 #pragma once
 
+#include "QfnAddress/IAddressHost.h"
 #include "QfnParser/host/IScriptHost.h"
 #include "QfnTask/ITaskHost.h"
 
 namespace Qfn {
 
-// The coordinator as the host of the tasks and of the language: it answers from its settings and
-// its singleton. One object, installed for the life of the process.
-class CoordinatorHost : public ITaskHost, public IScriptHost {
+// The coordinator as the host of the tasks, of the language and of the addresses: it answers from
+// its settings and its singleton. One object, installed for the life of the process.
+class CoordinatorHost : public ITaskHost, public IScriptHost, public IAddressHost {
 public:
     // Installs the one host in Task and IScriptHost; true, so that it can initialise a constant.
     static bool install();
@@ -32,6 +33,20 @@ public:
     bool setDataRequestCallBack(const std::shared_ptr<OMScope>& scope, const std::string& callBackID,
                                 const std::shared_ptr<OMStored>& callBackFunction,
                                 const std::string& name) override;
+
+    GUIDClass* createGUID() override;
+    const std::string& getName() override;
+    bool isMainCoordinator() override;
+    std::shared_ptr<const IObject> resolveAddress(const std::shared_ptr<const IObject>& addressObj) override;
+    bool isLocalHost(const std::string& hostName) override;
+    bool isKnownSiblingCoordinator(const std::string& coordinatorName) override;
+    GUIDClass* getUpstreamCoordinatorGUID(const std::string& hostName,
+                                          const std::string& coordinatorName) override;
+    const std::string& getHostName(GUIDClass* coordinatorGUID) override;
+    const std::string& getCoordinatorName(GUIDClass* coordinatorGUID) override;
+    std::string resolveUrlAlias(const std::string& url) override;
+    bool registerCoordinatorAlias(const std::string& alias, const std::string& coordinatorName) override;
+    const std::string& resolveCoordinatorAlias(const std::string& coordinatorName) override;
 };
 
 }  // namespace Qfn

@@ -4,6 +4,11 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "QfnAddress/InternalAddress.h"
+#include "QfnAddress/LocalResolvedAddress.h"
+#include "QfnAddress/LocalUnresolvedAddress.h"
+#include "QfnAddress/RemoteResolvedAddress.h"
+#include "QfnAddress/RemoteUnresolvedAddress.h"
 #include "QfnCoordinator/CoordinatorHost.h"
 #include "QfnData/DataNull.h"
 #include "QfnData/DataOM.h"
@@ -167,10 +172,16 @@ namespace {
 using ClassRegistration = bool (*)(RegisterDeregister);
 
 // Every class with a factory, bases before derived classes; more join as their subsystems come.
-const ClassRegistration kObjectClasses[] = {
-    &InternalCoordinator::registerDeregisterClass, &SimpleSerializer::registerDeregisterClass,
-    &DataNull::registerDeregisterClass, &DataString::registerDeregisterClass,
-    &DataOM::registerDeregisterClass};
+const ClassRegistration kObjectClasses[] = {&InternalCoordinator::registerDeregisterClass,
+                                            &SimpleSerializer::registerDeregisterClass,
+                                            &DataNull::registerDeregisterClass,
+                                            &DataString::registerDeregisterClass,
+                                            &DataOM::registerDeregisterClass,
+                                            &InternalAddress::registerDeregisterClass,
+                                            &LocalUnresolvedAddress::registerDeregisterClass,
+                                            &RemoteUnresolvedAddress::registerDeregisterClass,
+                                            &LocalResolvedAddress::registerDeregisterClass,
+                                            &RemoteResolvedAddress::registerDeregisterClass};
 
 }  // namespace
 

@@ -66,8 +66,13 @@ public:
     static bool registerUrlAlias(const std::string& alias, const std::string& url);
     static std::string resolveUrlAlias(const std::string& url);
     static bool registerCoordinatorAlias(const std::string& alias, const std::string& coordinatorName);
-    static std::string resolveCoordinatorAlias(const std::string& coordinatorName);
+    static const std::string& resolveCoordinatorAlias(const std::string& coordinatorName);
     static void clearHostNamesAndAliases();
+    // The host and the name of another coordinator, stored under its GUID when it sends to this one.
+    static bool registerSenderCoordinator(GUIDClass* coordinatorGUID, const std::string& hostName,
+                                          const std::string& coordinatorName);
+    // A coordinator of this host that this one can reach by name.
+    static bool isKnownSiblingCoordinator(const std::string& coordinatorName);
     // "." and the node name from the environment, or empty: picks the per-node variants of ini entries.
     static const std::string& getQuillfernNodeIniSuffix();
     static void setQuillfernNodeIniSuffix(const std::string& suffix);
@@ -223,6 +228,17 @@ public:
     bool setGatewaySendMethod(GatewaySendMethod sendMethod);
     bool deregisterObject() override;
 
+    // Addresses: the local object an address leads to (the coordinator, a service), and what the
+    // tables know of the coordinator behind a GUID. Unknown gives empty or null, without a line.
+    std::shared_ptr<const IObject> resolveAddress(std::shared_ptr<const IObject> addressObj);
+    bool isValidUpstreamCoordinatorGUID(GUIDClass* coordinatorGUID) const;
+    GUIDClass* getUpstreamCoordinatorGUID(const std::string& hostName,
+                                          const std::string& coordinatorName) const;
+    const std::string& getHostName(GUIDClass* coordinatorGUID) const;
+    const std::string& getCoordinatorName(GUIDClass* coordinatorGUID) const;
+    // A resolved address of the coordinator (or local object) behind the GUID.
+    std::shared_ptr<const IObject> getAddressFromGUID(GUIDClass* coordinatorGUID) const;
+
     // Parts of the round whose subsystems (named pipes, message routing) are not yet built: each
     // does nothing and reports success.
     bool monitorNamedPipe();
@@ -297,6 +313,8 @@ private:
     static std::map<std::string, std::set<std::string>> fHostsByName;
     static std::map<std::string, std::set<std::string>> fNamesByHost;
     static std::map<std::string, std::string> fUrlAliases;
+    static std::map<GUIDClass*, std::string> fSenderHostNames;
+    static std::map<GUIDClass*, std::string> fSenderCoordinatorNames;
     static std::unordered_map<uint64_t, std::string> fCoordinatorAliases;
     static std::string fScriptFilePath;
     static std::string fStartupScriptFilePath;

@@ -1,4 +1,7 @@
-// Host names, the names that mean this machine, and the alias tables filled from configuration.
+// Host names, the names that mean this machine, the alias tables filled from configuration, and
+// what is known of the other coordinators by their GUIDs.
+#include "QfnAddress/LocalResolvedAddress.h"
+#include "QfnAddress/RemoteResolvedAddress.h"
 #include "QfnCoordinator/InternalCoordinator.h"
 #include "QfnLogger/Check.h"
 #include "QfnLogger/Log.h"
@@ -11,6 +14,8 @@ std::map<std::string, std::set<std::string>> InternalCoordinator::fHostsByName;
 std::map<std::string, std::set<std::string>> InternalCoordinator::fNamesByHost;
 std::map<std::string, std::string> InternalCoordinator::fUrlAliases;
 std::unordered_map<uint64_t, std::string> InternalCoordinator::fCoordinatorAliases;
+std::map<GUIDClass*, std::string> InternalCoordinator::fSenderHostNames;
+std::map<GUIDClass*, std::string> InternalCoordinator::fSenderCoordinatorNames;
 
 namespace {
 
@@ -114,10 +119,15 @@ bool InternalCoordinator::registerCoordinatorAlias(const std::string& alias,
     return true;
 }
 
-std::string InternalCoordinator::resolveCoordinatorAlias(const std::string& coordinatorName)
+const std::string& InternalCoordinator::resolveCoordinatorAlias(const std::string& coordinatorName)
 {
-    auto found = fCoordinatorAliases.find(aliasKey(coordinatorName));
-    return found == fCoordinatorAliases.end() ? coordinatorName : found->second;
+    try {
+        auto found = fCoordinatorAliases.find(aliasKey(coordinatorName));
+        if (found != fCoordinatorAliases.end()) return found->second;
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return coordinatorName;
 }
 
 void InternalCoordinator::clearHostNamesAndAliases()
@@ -127,6 +137,138 @@ void InternalCoordinator::clearHostNamesAndAliases()
     fNamesByHost.clear();
     fUrlAliases.clear();
     fCoordinatorAliases.clear();
+    fSenderHostNames.clear();
+    fSenderCoordinatorNames.clear();
+}
+
+bool InternalCoordinator::registerSenderCoordinator(GUIDClass* coordinatorGUID, const std::string& hostName,
+                                                    const std::string& coordinatorName)
+{
+    bool retVal = false;
+    try {
+        do {
+            SANITY_CHECK(coordinatorGUID);
+            if (!hostName.empty()) fSenderHostNames[coordinatorGUID] = hostName;
+            if (!coordinatorName.empty()) fSenderCoordinatorNames[coordinatorGUID] = coordinatorName;
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+namespace {
+
+const std::string kNoName;
+
+// Whether a sender's host (empty when it wrote from this host) and a host asked for are one host.
+bool isSameHost(const std::string& senderHostName, const std::string& hostName)
+{
+    const bool isSenderHere = senderHostName.empty() || InternalCoordinator::isLocalHost(senderHostName);
+    const bool isHere = hostName.empty() || InternalCoordinator::isLocalHost(hostName);
+    if (isSenderHere || isHere) return isSenderHere == isHere;
+    return Utils::toLowerCase(senderHostName) == Utils::toLowerCase(hostName);
+}
+
+}  // namespace
+
+// Until the sibling scans exist, a sibling is known once it has sent from this host.
+bool InternalCoordinator::isKnownSiblingCoordinator(const std::string& coordinatorName)
+{
+    bool retVal = false;
+    try {
+        for (const auto& [guid, name] : fSenderCoordinatorNames) {
+            auto host = fSenderHostNames.find(guid);
+            if (name == coordinatorName &&
+                isSameHost(host == fSenderHostNames.end() ? kNoName : host->second, "")) {
+                retVal = true;
+                break;
+            }
+        }
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool InternalCoordinator::isValidUpstreamCoordinatorGUID(GUIDClass* coordinatorGUID) const
+{
+    return coordinatorGUID &&
+           (coordinatorGUID == createGUID() || fSenderCoordinatorNames.count(coordinatorGUID) != 0 ||
+            fSenderHostNames.count(coordinatorGUID) != 0);
+}
+
+GUIDClass* InternalCoordinator::getUpstreamCoordinatorGUID(const std::string& hostName,
+                                                           const std::string& coordinatorName) const
+{
+    GUIDClass* retVal = nullptr;
+    try {
+        do {
+            const std::string& name = resolveCoordinatorAlias(coordinatorName);
+            if (name == fCoordinatorName && (hostName.empty() || isLocalHost(hostName))) {
+                retVal = createGUID();
+                break;
+            }
+            for (const auto& [guid, senderName] : fSenderCoordinatorNames) {
+                if (senderName != name) continue;
+                if (isSameHost(getHostName(guid), hostName)) {
+                    retVal = guid;
+                    break;
+                }
+            }
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+const std::string& InternalCoordinator::getHostName(GUIDClass* coordinatorGUID) const
+{
+    try {
+        auto found = fSenderHostNames.find(coordinatorGUID);
+        if (found != fSenderHostNames.end()) return found->second;
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return kNoName;
+}
+
+const std::string& InternalCoordinator::getCoordinatorName(GUIDClass* coordinatorGUID) const
+{
+    try {
+        if (coordinatorGUID && coordinatorGUID == createGUID()) return fCoordinatorName;
+        auto found = fSenderCoordinatorNames.find(coordinatorGUID);
+        if (found != fSenderCoordinatorNames.end()) return found->second;
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return kNoName;
+}
+
+std::shared_ptr<const IObject> InternalCoordinator::getAddressFromGUID(GUIDClass* coordinatorGUID) const
+{
+    std::shared_ptr<const IObject> retVal;
+    try {
+        do {
+            SANITY_CHECK(coordinatorGUID);
+            GUIDClass* internalCoordinatorGUID = nullptr;
+            ASSIGN(internalCoordinatorGUID, createGUID());
+            if (coordinatorGUID == internalCoordinatorGUID || Object::getRegisteredObject(coordinatorGUID)) {
+                retVal = LocalResolvedAddress::factoryFromGUIDs(coordinatorGUID, internalCoordinatorGUID);
+                break;
+            }
+            if (!isValidUpstreamCoordinatorGUID(coordinatorGUID)) break;
+            if (isSameHost(getHostName(coordinatorGUID), ""))
+                retVal = LocalResolvedAddress::factoryFromGUIDs(coordinatorGUID, coordinatorGUID);
+            else
+                retVal = RemoteResolvedAddress::factoryFromGUIDs(coordinatorGUID, coordinatorGUID);
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
 }
 
 }  // namespace Qfn
