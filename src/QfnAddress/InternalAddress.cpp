@@ -1,10 +1,10 @@
 #include "QfnAddress/InternalAddress.h"
 
-#include "QfnAddress/AddressClassSupport.h"
 #include "QfnAddress/IAddressHost.h"
 #include "QfnAddress/LocalResolvedAddress.h"
 #include "QfnAddress/QfnTraits/HashCombine.h"
 #include "QfnLogger/Check.h"
+#include "QfnObject/ClassSupport.h"
 
 namespace Qfn {
 
@@ -16,7 +16,7 @@ const std::string kNoName;
 
 std::shared_ptr<IObject> InternalAddress::factory()
 {
-    return AddressClassSupport::makeEmpty<InternalAddress>();
+    return ClassSupport::makeEmpty<InternalAddress>();
 }
 
 std::shared_ptr<IObject> InternalAddress::factoryFromIndices(const std::string& indices)
@@ -41,8 +41,8 @@ std::shared_ptr<IObject> InternalAddress::factoryFromSerialized(const std::share
 
 bool InternalAddress::registerDeregisterClass(RegisterDeregister registerDeregister)
 {
-    return AddressClassSupport::registerDeregisterClass(
-        registerDeregister, TYPENAME, &InternalAddress::factory, &InternalAddress::factoryFromSerialized);
+    return ClassSupport::registerDeregisterClass(registerDeregister, TYPENAME, &InternalAddress::factory,
+                                                 &InternalAddress::factoryFromSerialized);
 }
 
 bool InternalAddress::serializeDeserializeContent(SerializeDeserialize serializeDeserialize,

@@ -10,7 +10,7 @@
 
 namespace Qfn {
 
-struct AddressClassSupport;
+struct ClassSupport;
 
 // A service of this process by its index path, or the coordinator itself with no path:
 // qfn:////indices.
@@ -42,7 +42,7 @@ public:
     const std::string& getHostName() const override;
 
 private:
-    friend struct AddressClassSupport;
+    friend struct ClassSupport;
     InternalAddress() = default;
     ~InternalAddress() override = default;
 };

@@ -1,9 +1,9 @@
 #include "QfnAddress/LocalResolvedAddress.h"
 
-#include "QfnAddress/AddressClassSupport.h"
 #include "QfnAddress/IAddressHost.h"
 #include "QfnAddress/LocalResolvedAddress.h"
 #include "QfnLogger/Check.h"
+#include "QfnObject/ClassSupport.h"
 
 namespace Qfn {
 
@@ -11,7 +11,7 @@ const std::string LocalResolvedAddress::TYPENAME = "LocalResolvedAddress";
 
 std::shared_ptr<IObject> LocalResolvedAddress::factory()
 {
-    return AddressClassSupport::makeEmpty<LocalResolvedAddress>();
+    return ClassSupport::makeEmpty<LocalResolvedAddress>();
 }
 
 std::shared_ptr<IObject> LocalResolvedAddress::factoryFromGUIDs(GUIDClass* addressedGUID,
@@ -20,8 +20,7 @@ std::shared_ptr<IObject> LocalResolvedAddress::factoryFromGUIDs(GUIDClass* addre
     std::shared_ptr<IObject> retVal;
     try {
         do {
-            ASSIGN_TYPED(LocalResolvedAddress, address,
-                         AddressClassSupport::makeEmpty<LocalResolvedAddress>());
+            ASSIGN_TYPED(LocalResolvedAddress, address, ClassSupport::makeEmpty<LocalResolvedAddress>());
             SANITY_CHECK(address->setGUIDs(addressedGUID, upstreamCoordinatorGUID));
             retVal = address;
         } while (false);
@@ -39,9 +38,8 @@ std::shared_ptr<IObject> LocalResolvedAddress::factoryFromSerialized(
 
 bool LocalResolvedAddress::registerDeregisterClass(RegisterDeregister registerDeregister)
 {
-    return AddressClassSupport::registerDeregisterClass(registerDeregister, TYPENAME,
-                                                        &LocalResolvedAddress::factory,
-                                                        &LocalResolvedAddress::factoryFromSerialized);
+    return ClassSupport::registerDeregisterClass(registerDeregister, TYPENAME, &LocalResolvedAddress::factory,
+                                                 &LocalResolvedAddress::factoryFromSerialized);
 }
 
 // A local GUID address is final: routing delivers it here or hands it to the sibling it names.

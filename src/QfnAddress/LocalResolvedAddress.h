@@ -7,7 +7,7 @@
 
 namespace Qfn {
 
-struct AddressClassSupport;
+struct ClassSupport;
 
 // An object of a coordinator of this host, by GUIDs: qfn://<upstream GUID>/<addressed GUID>.
 class LocalResolvedAddress : public ResolvedAddress_abstract {
@@ -24,7 +24,7 @@ public:
     std::shared_ptr<const IObject> resolved() const override;
 
 private:
-    friend struct AddressClassSupport;
+    friend struct ClassSupport;
     LocalResolvedAddress() = default;
     ~LocalResolvedAddress() override = default;
 };

@@ -1,11 +1,11 @@
 #include "QfnAddress/LocalUnresolvedAddress.h"
 
-#include "QfnAddress/AddressClassSupport.h"
 #include "QfnAddress/IAddressHost.h"
 #include "QfnAddress/InternalAddress.h"
 #include "QfnAddress/QfnTraits/AddressName.h"
 #include "QfnAddress/QfnTraits/HashCombine.h"
 #include "QfnLogger/Check.h"
+#include "QfnObject/ClassSupport.h"
 
 namespace Qfn {
 
@@ -17,7 +17,7 @@ const std::string kNoName;
 
 std::shared_ptr<IObject> LocalUnresolvedAddress::factory()
 {
-    return AddressClassSupport::makeEmpty<LocalUnresolvedAddress>();
+    return ClassSupport::makeEmpty<LocalUnresolvedAddress>();
 }
 
 std::shared_ptr<IObject> LocalUnresolvedAddress::factoryFromCoordinatorNameIndices(
@@ -46,9 +46,9 @@ std::shared_ptr<IObject> LocalUnresolvedAddress::factoryFromSerialized(
 
 bool LocalUnresolvedAddress::registerDeregisterClass(RegisterDeregister registerDeregister)
 {
-    return AddressClassSupport::registerDeregisterClass(registerDeregister, TYPENAME,
-                                                        &LocalUnresolvedAddress::factory,
-                                                        &LocalUnresolvedAddress::factoryFromSerialized);
+    return ClassSupport::registerDeregisterClass(registerDeregister, TYPENAME,
+                                                 &LocalUnresolvedAddress::factory,
+                                                 &LocalUnresolvedAddress::factoryFromSerialized);
 }
 
 bool LocalUnresolvedAddress::defineShorthand(const std::string& shorthand, const std::string& coordinatorName)

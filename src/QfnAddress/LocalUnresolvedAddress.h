@@ -10,7 +10,7 @@
 
 namespace Qfn {
 
-struct AddressClassSupport;
+struct ClassSupport;
 
 // A service of a coordinator of this host, by the coordinator's name and the index path:
 // qfn:///coordinator/indices.
@@ -46,7 +46,7 @@ public:
     const std::string& getHostName() const override;
 
 private:
-    friend struct AddressClassSupport;
+    friend struct ClassSupport;
     LocalUnresolvedAddress() = default;
     ~LocalUnresolvedAddress() override = default;
 };

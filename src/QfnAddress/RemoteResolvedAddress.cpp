@@ -1,9 +1,9 @@
 #include "QfnAddress/RemoteResolvedAddress.h"
 
-#include "QfnAddress/AddressClassSupport.h"
 #include "QfnAddress/IAddressHost.h"
 #include "QfnAddress/LocalResolvedAddress.h"
 #include "QfnLogger/Check.h"
+#include "QfnObject/ClassSupport.h"
 #include "QfnUtils/Utils.h"
 
 namespace Qfn {
@@ -16,8 +16,7 @@ std::shared_ptr<IObject> RemoteResolvedAddress::factoryFromGUIDs(GUIDClass* addr
     std::shared_ptr<IObject> retVal;
     try {
         do {
-            ASSIGN_TYPED(RemoteResolvedAddress, address,
-                         AddressClassSupport::makeEmpty<RemoteResolvedAddress>());
+            ASSIGN_TYPED(RemoteResolvedAddress, address, ClassSupport::makeEmpty<RemoteResolvedAddress>());
             SANITY_CHECK(address->setGUIDs(addressedGUID, upstreamCoordinatorGUID));
             retVal = address;
         } while (false);
@@ -31,14 +30,13 @@ std::shared_ptr<IObject> RemoteResolvedAddress::factoryFromSerialized(
     const std::shared_ptr<IObject>& serializerObj)
 {
     return deserializeContentInto(
-        std::dynamic_pointer_cast<IData>(AddressClassSupport::makeEmpty<RemoteResolvedAddress>()),
-        serializerObj);
+        std::dynamic_pointer_cast<IData>(ClassSupport::makeEmpty<RemoteResolvedAddress>()), serializerObj);
 }
 
 bool RemoteResolvedAddress::registerDeregisterClass(RegisterDeregister registerDeregister)
 {
-    return AddressClassSupport::registerDeregisterClass(registerDeregister, TYPENAME, nullptr,
-                                                        &RemoteResolvedAddress::factoryFromSerialized);
+    return ClassSupport::registerDeregisterClass(registerDeregister, TYPENAME, nullptr,
+                                                 &RemoteResolvedAddress::factoryFromSerialized);
 }
 
 // An upstream coordinator that is this one makes the address a local one.

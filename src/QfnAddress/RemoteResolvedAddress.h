@@ -7,7 +7,7 @@
 
 namespace Qfn {
 
-struct AddressClassSupport;
+struct ClassSupport;
 
 // An object behind a coordinator of another host, by GUIDs: qfn://<upstream GUID>/<addressed GUID>.
 class RemoteResolvedAddress : public ResolvedAddress_abstract {
@@ -23,7 +23,7 @@ public:
     std::shared_ptr<const IObject> resolved() const override;
 
 private:
-    friend struct AddressClassSupport;
+    friend struct ClassSupport;
     RemoteResolvedAddress() = default;
     ~RemoteResolvedAddress() override = default;
 };

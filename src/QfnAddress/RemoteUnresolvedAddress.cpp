@@ -1,11 +1,11 @@
 #include "QfnAddress/RemoteUnresolvedAddress.h"
 
-#include "QfnAddress/AddressClassSupport.h"
 #include "QfnAddress/IAddressHost.h"
 #include "QfnAddress/LocalUnresolvedAddress.h"
 #include "QfnAddress/QfnTraits/AddressName.h"
 #include "QfnAddress/QfnTraits/HashCombine.h"
 #include "QfnLogger/Check.h"
+#include "QfnObject/ClassSupport.h"
 #include "QfnUtils/Utils.h"
 
 namespace Qfn {
@@ -21,7 +21,7 @@ std::shared_ptr<IObject> RemoteUnresolvedAddress::factoryFromCoordinatorNameIndi
             SANITY_CHECK(AddressName::isValid(coordinatorName));
             SANITY_CHECK(HostNameAddress_trait::isValidHostName(hostName));
             ASSIGN_TYPED(RemoteUnresolvedAddress, address,
-                         AddressClassSupport::makeEmpty<RemoteUnresolvedAddress>());
+                         ClassSupport::makeEmpty<RemoteUnresolvedAddress>());
             address->fHostName = hostName;
             address->fCoordinatorName = coordinatorName;
             SANITY_CHECK(address->setIndices(indices));
@@ -37,14 +37,13 @@ std::shared_ptr<IObject> RemoteUnresolvedAddress::factoryFromSerialized(
     const std::shared_ptr<IObject>& serializerObj)
 {
     return deserializeContentInto(
-        std::dynamic_pointer_cast<IData>(AddressClassSupport::makeEmpty<RemoteUnresolvedAddress>()),
-        serializerObj);
+        std::dynamic_pointer_cast<IData>(ClassSupport::makeEmpty<RemoteUnresolvedAddress>()), serializerObj);
 }
 
 bool RemoteUnresolvedAddress::registerDeregisterClass(RegisterDeregister registerDeregister)
 {
-    return AddressClassSupport::registerDeregisterClass(registerDeregister, TYPENAME, nullptr,
-                                                        &RemoteUnresolvedAddress::factoryFromSerialized);
+    return ClassSupport::registerDeregisterClass(registerDeregister, TYPENAME, nullptr,
+                                                 &RemoteUnresolvedAddress::factoryFromSerialized);
 }
 
 bool RemoteUnresolvedAddress::serializeDeserializeContent(SerializeDeserialize serializeDeserialize,

@@ -11,7 +11,7 @@
 
 namespace Qfn {
 
-struct AddressClassSupport;
+struct ClassSupport;
 
 // A service of a coordinator on another host, by names: qfn://host/coordinator/indices.
 class RemoteUnresolvedAddress : public virtual Address_abstract,
@@ -39,7 +39,7 @@ public:
     bool isInternalCoordinatorAddress() const override;
 
 private:
-    friend struct AddressClassSupport;
+    friend struct ClassSupport;
     RemoteUnresolvedAddress() = default;
     ~RemoteUnresolvedAddress() override = default;
 };

@@ -1,6 +1,7 @@
 #include "QfnData/DataNull.h"
 
 #include "QfnLogger/Check.h"
+#include "QfnObject/ClassSupport.h"
 
 namespace Qfn {
 
@@ -36,37 +37,13 @@ void DataNull::releaseSingleton()
 
 void DataNull::deleter(DataNull* dataNull)
 {
-    try {
-        do {
-            SANITY_CHECK(dataNull);
-            Object::deleter(dataNull);
-            delete dataNull;
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
+    ClassSupport::deleter(dataNull);
 }
 
 bool DataNull::registerDeregisterClass(RegisterDeregister registerDeregister)
 {
-    bool retVal = false;
-    try {
-        do {
-            if (registerDeregister == RegisterDeregister::REGISTER) {
-                SANITY_CHECK(
-                    Object::registerDeserializationFactory(TYPENAME, DataNull::factoryFromSerialized));
-            } else if (registerDeregister == RegisterDeregister::DEREGISTER) {
-                SANITY_CHECK(Object::deregisterDeserializationFactory(TYPENAME));
-            } else {
-                LOG_ERROR("no registerDeregister");
-                break;
-            }
-            retVal = true;
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
-    return retVal;
+    return ClassSupport::registerDeregisterClass(registerDeregister, TYPENAME, nullptr,
+                                                 &DataNull::factoryFromSerialized);
 }
 
 }  // namespace Qfn

@@ -22,6 +22,7 @@ public:
     static void releaseSingleton();
 
 private:
+    friend struct ClassSupport;
     DataNull() = default;
     ~DataNull() override = default;
 

@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "QfnLogger/Check.h"
+#include "QfnObject/ClassSupport.h"
 #include "QfnParser/model/IOMNode.h"
 #include "QfnParser/model/OMStored.h"
 #include "QfnParser/model/OMType.h"
@@ -93,37 +94,13 @@ std::shared_ptr<IObject> DataOM::factoryFromSerialized(const std::shared_ptr<IOb
 
 void DataOM::deleter(DataOM* dataOM)
 {
-    try {
-        do {
-            SANITY_CHECK(dataOM);
-            dataOM->omNode.reset();
-            Object::deleter(dataOM);
-            delete dataOM;
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
+    ClassSupport::deleter(dataOM);
 }
 
 bool DataOM::registerDeregisterClass(RegisterDeregister registerDeregister)
 {
-    bool retVal = false;
-    try {
-        do {
-            if (registerDeregister == RegisterDeregister::REGISTER) {
-                SANITY_CHECK(Object::registerDeserializationFactory(TYPENAME, DataOM::factoryFromSerialized));
-            } else if (registerDeregister == RegisterDeregister::DEREGISTER) {
-                SANITY_CHECK(Object::deregisterDeserializationFactory(TYPENAME));
-            } else {
-                LOG_ERROR("no registerDeregister");
-                break;
-            }
-            retVal = true;
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
-    return retVal;
+    return ClassSupport::registerDeregisterClass(registerDeregister, TYPENAME, nullptr,
+                                                 &DataOM::factoryFromSerialized);
 }
 
 // The tree is kept only when the whole text parses to values.

@@ -35,6 +35,7 @@ public:
     uint64_t hash() const override;
 
 private:
+    friend struct ClassSupport;
     DataOM() = default;
     ~DataOM() override = default;
     static std::shared_ptr<DataOM> factory();

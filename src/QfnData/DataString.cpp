@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "QfnLogger/Check.h"
+#include "QfnObject/ClassSupport.h"
 #include "QfnSerializer/ISerializer.h"
 
 namespace Qfn {
@@ -48,37 +49,13 @@ std::shared_ptr<IObject> DataString::factoryFromSerialized(const std::shared_ptr
 
 void DataString::deleter(DataString* dataString)
 {
-    try {
-        do {
-            SANITY_CHECK(dataString);
-            Object::deleter(dataString);
-            delete dataString;
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
+    ClassSupport::deleter(dataString);
 }
 
 bool DataString::registerDeregisterClass(RegisterDeregister registerDeregister)
 {
-    bool retVal = false;
-    try {
-        do {
-            if (registerDeregister == RegisterDeregister::REGISTER) {
-                SANITY_CHECK(
-                    Object::registerDeserializationFactory(TYPENAME, DataString::factoryFromSerialized));
-            } else if (registerDeregister == RegisterDeregister::DEREGISTER) {
-                SANITY_CHECK(Object::deregisterDeserializationFactory(TYPENAME));
-            } else {
-                LOG_ERROR("no registerDeregister");
-                break;
-            }
-            retVal = true;
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
-    return retVal;
+    return ClassSupport::registerDeregisterClass(registerDeregister, TYPENAME, nullptr,
+                                                 &DataString::factoryFromSerialized);
 }
 
 bool DataString::serializeDeserializeContent(SerializeDeserialize serializeDeserialize,

@@ -28,6 +28,7 @@ public:
     uint64_t hash() const override;
 
 private:
+    friend struct ClassSupport;
     DataString() = default;
     ~DataString() override = default;
     static std::shared_ptr<DataString> factory();

@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "QfnLogger/Check.h"
+#include "QfnObject/ClassSupport.h"
 #include "QfnObject/GUIDClass.h"
 #include "QfnUtils/Utils.h"
 
@@ -37,36 +38,13 @@ std::shared_ptr<IObject> SimpleSerializer::factory()
 
 void SimpleSerializer::deleter(SimpleSerializer* simpleSerializer)
 {
-    try {
-        do {
-            SANITY_CHECK(simpleSerializer);
-            Object::deleter(simpleSerializer);
-            delete simpleSerializer;
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
+    ClassSupport::deleter(simpleSerializer);
 }
 
 bool SimpleSerializer::registerDeregisterClass(RegisterDeregister registerDeregister)
 {
-    bool retVal = false;
-    try {
-        do {
-            if (registerDeregister == RegisterDeregister::REGISTER) {
-                SANITY_CHECK(Object::registerFactory(TYPENAME, SimpleSerializer::factory));
-            } else if (registerDeregister == RegisterDeregister::DEREGISTER) {
-                SANITY_CHECK(Object::deregisterFactory(TYPENAME));
-            } else {
-                LOG_ERROR("no registerDeregister");
-                break;
-            }
-            retVal = true;
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
-    return retVal;
+    return ClassSupport::registerDeregisterClass(registerDeregister, TYPENAME, &SimpleSerializer::factory,
+                                                 nullptr);
 }
 
 bool SimpleSerializer::startSerialize(std::ostream* outputStream)

@@ -36,6 +36,7 @@ public:
     bool putRawString(const std::string& str);
 
 private:
+    friend struct ClassSupport;
     SimpleSerializer() = default;
     ~SimpleSerializer() override = default;
 

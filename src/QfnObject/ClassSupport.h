@@ -8,9 +8,9 @@
 
 namespace Qfn {
 
-// What the five address classes do alike: make an empty object, delete it, and enter their factories
-// in the object registries.
-struct AddressClassSupport {
+// What every concrete object class does alike: make an empty object, delete it, and enter its
+// factories in the object registries.
+struct ClassSupport {
     template <class T>
     static std::shared_ptr<IObject> makeEmpty()
     {
@@ -24,20 +24,20 @@ struct AddressClassSupport {
     }
 
     template <class T>
-    static void deleter(T* address)
+    static void deleter(T* object)
     {
         try {
             do {
-                SANITY_CHECK(address);
-                Object::deleter(address);
-                delete address;
+                SANITY_CHECK(object);
+                Object::deleter(object);
+                delete object;
             } while (false);
         } catch (std::exception& e) {
             LOG_THROWS(e);
         }
     }
 
-    // The deserialization factory always; the plain one when the class has one.
+    // Each factory the class has (a null one is left out).
     static bool registerDeregisterClass(RegisterDeregister registerDeregister, const std::string& typeName,
                                         ObjectFactory factory, DeserializationFactory deserializationFactory);
 };

@@ -1,10 +1,10 @@
-#include "QfnAddress/AddressClassSupport.h"
+#include "QfnObject/ClassSupport.h"
 
 namespace Qfn {
 
-bool AddressClassSupport::registerDeregisterClass(RegisterDeregister registerDeregister,
-                                                  const std::string& typeName, ObjectFactory factory,
-                                                  DeserializationFactory deserializationFactory)
+bool ClassSupport::registerDeregisterClass(RegisterDeregister registerDeregister, const std::string& typeName,
+                                           ObjectFactory factory,
+                                           DeserializationFactory deserializationFactory)
 {
     bool retVal = false;
     try {
@@ -13,12 +13,16 @@ bool AddressClassSupport::registerDeregisterClass(RegisterDeregister registerDer
                 if (factory) {
                     SANITY_CHECK(Object::registerFactory(typeName, factory));
                 }
-                SANITY_CHECK(Object::registerDeserializationFactory(typeName, deserializationFactory));
+                if (deserializationFactory) {
+                    SANITY_CHECK(Object::registerDeserializationFactory(typeName, deserializationFactory));
+                }
             } else if (registerDeregister == RegisterDeregister::DEREGISTER) {
                 if (factory) {
                     SANITY_CHECK(Object::deregisterFactory(typeName));
                 }
-                SANITY_CHECK(Object::deregisterDeserializationFactory(typeName));
+                if (deserializationFactory) {
+                    SANITY_CHECK(Object::deregisterDeserializationFactory(typeName));
+                }
             } else {
                 LOG_ERROR("no registerDeregister");
                 break;
