@@ -151,9 +151,16 @@ bool OMNode::isResolvableAtOnce(const std::shared_ptr<IOMNode>& node, AtOnceMode
             OMStored* stored = node->asPlainStored();
             if (!stored) return false;
             if (stored->isReturnValue()) {
-                // `return x`: evaluated as x is, then wrapped again.
+                // `return x`: evaluated as x is, then wrapped again; a container or function behind
+                // a return is built the resumable way only (as evalAtOnce does), so that an
+                // enclosing expression never starts at once what it cannot finish at once.
                 const std::shared_ptr<IOMNode> source = stored->unwrapReturnValue();
-                return source && source.get() != node.get() && isResolvableAtOnce(source, mode);
+                if (!source || source.get() == node.get()) return false;
+                const OMStored* sourceStored = source->asPlainStored();
+                if (!sourceStored || sourceStored->isReturnValue()) return false;
+                const OMType type = source->getType();
+                if (type == OMType::Array || type == OMType::Map || type == OMType::Function) return false;
+                return isResolvableAtOnce(source, mode);
             }
             const std::shared_ptr<OMExpression> expression = stored->getExpression();
             return expression && expression->isAtOnce(mode);
