@@ -14,6 +14,7 @@ bool CoordinatorHost::install()
     Task::setHost(&host);
     IScriptHost::set(&host);
     IAddressHost::set(&host);
+    IServiceHost::set(&host);
     return true;
 }
 
@@ -197,6 +198,47 @@ bool CoordinatorHost::registerCoordinatorAlias(const std::string& alias, const s
 const std::string& CoordinatorHost::resolveCoordinatorAlias(const std::string& coordinatorName)
 {
     return InternalCoordinator::resolveCoordinatorAlias(coordinatorName);
+}
+
+namespace {
+
+// The coordinator while it exists; null before and after.
+InternalCoordinator* coordinator()
+{
+    return dynamic_cast<InternalCoordinator*>(InternalCoordinator::factory().get());
+}
+
+}  // namespace
+
+bool CoordinatorHost::sendConsoleText(const std::shared_ptr<Task>& task, bool isStdErr,
+                                      const std::shared_ptr<IOMNode>& value)
+{
+    InternalCoordinator* internalCoordinator = coordinator();
+    return internalCoordinator && internalCoordinator->sendConsoleText(task, isStdErr, value);
+}
+
+bool CoordinatorHost::queueMessage(std::shared_ptr<const IObject> messageObj)
+{
+    InternalCoordinator* internalCoordinator = coordinator();
+    return internalCoordinator && internalCoordinator->queueMessage(std::move(messageObj));
+}
+
+bool CoordinatorHost::reportMessagingActivityInEventLoop()
+{
+    InternalCoordinator* internalCoordinator = coordinator();
+    return internalCoordinator && internalCoordinator->reportMessagingActivityInEventLoop();
+}
+
+std::shared_ptr<Task> CoordinatorHost::handleDataRequest(const std::shared_ptr<const IObject>& senderAddressObj,
+                                                         const std::string& callBackID, const std::string& data,
+                                                         int64_t clientSequenceNr, int64_t serviceSequenceNr,
+                                                         GUIDClass* senderGUID, GUIDClass* upstreamCoordinatorGUID,
+                                                         const std::shared_ptr<OMScope>& scope)
+{
+    InternalCoordinator* internalCoordinator = coordinator();
+    if (!internalCoordinator) return nullptr;
+    return internalCoordinator->handleDataRequest(senderAddressObj, callBackID, data, clientSequenceNr,
+                                                  serviceSequenceNr, senderGUID, upstreamCoordinatorGUID, scope);
 }
 
 }  // namespace Qfn

@@ -2,13 +2,14 @@
 
 #include "QfnAddress/IAddressHost.h"
 #include "QfnParser/host/IScriptHost.h"
+#include "QfnService/IServiceHost.h"
 #include "QfnTask/ITaskHost.h"
 
 namespace Qfn {
 
-// The coordinator as the host of the tasks, of the language and of the addresses: it answers from
+// The coordinator as the host of the tasks, of the language, of the addresses and of the services: it answers from
 // its settings and its singleton. One object, installed for the life of the process.
-class CoordinatorHost : public ITaskHost, public IScriptHost, public IAddressHost {
+class CoordinatorHost : public ITaskHost, public IScriptHost, public IAddressHost, public IServiceHost {
 public:
     // Installs the one host in Task and IScriptHost; true, so that it can initialise a constant.
     static bool install();
@@ -33,6 +34,16 @@ public:
     bool setDataRequestCallBack(const std::shared_ptr<OMScope>& scope, const std::string& callBackID,
                                 const std::shared_ptr<OMStored>& callBackFunction,
                                 const std::string& name) override;
+    bool sendConsoleText(const std::shared_ptr<Task>& task, bool isStdErr,
+                         const std::shared_ptr<IOMNode>& value) override;
+
+    bool queueMessage(std::shared_ptr<const IObject> messageObj) override;
+    bool reportMessagingActivityInEventLoop() override;
+    std::shared_ptr<Task> handleDataRequest(const std::shared_ptr<const IObject>& senderAddressObj,
+                                            const std::string& callBackID, const std::string& data,
+                                            int64_t clientSequenceNr, int64_t serviceSequenceNr,
+                                            GUIDClass* senderGUID, GUIDClass* upstreamCoordinatorGUID,
+                                            const std::shared_ptr<OMScope>& scope) override;
 
     GUIDClass* createGUID() override;
     const std::string& getName() override;

@@ -10,17 +10,27 @@
 #include "QfnAddress/RemoteResolvedAddress.h"
 #include "QfnAddress/RemoteUnresolvedAddress.h"
 #include "QfnCoordinator/CoordinatorHost.h"
+#include "QfnCoordinator/SiblingCoordinator.h"
 #include "QfnData/DataNull.h"
 #include "QfnData/DataOM.h"
 #include "QfnData/DataString.h"
+#include "QfnEvent/Event.h"
 #include "QfnLogger/Check.h"
+#include "QfnMessage/Message.h"
 #include "QfnParser/model/OMScope.h"
+#include "QfnParser/model/OMStored.h"
+#include "QfnParser/query/OMAccessor.h"
+#include "QfnParser/tasks/script/ParseTask.h"
 #include "QfnParser/streams/InputStreamConsole.h"
 #include "QfnParser/streams/InputStreamFile.h"
 #include "QfnParser/streams/InputStreamLineEditor.h"
 #include "QfnParser/streams/InputStreamStdIn.h"
 #include "QfnParser/streams/OutputStreamStdOut.h"
 #include "QfnSerializer/SimpleSerializer.h"
+#include "QfnService/ServiceLog.h"
+#include "QfnService/ServiceNull.h"
+#include "QfnService/ServiceOM.h"
+#include "QfnService/ServicePing.h"
 #include "QfnTask/ITaskHost.h"
 #include "QfnTask/Task.h"
 #include "QfnUtils/Pipes.h"
@@ -34,6 +44,7 @@ namespace {
 }  // namespace
 
 const std::string InternalCoordinator::TYPENAME = "InternalCoordinator";
+const std::string InternalCoordinator::SERVICE_NAME = "net.quillfern.service.coordinator";
 
 std::shared_ptr<IObject> InternalCoordinator::fSingleton;
 std::shared_ptr<OMScope> InternalCoordinator::fCoordinatorScope;
@@ -101,8 +112,10 @@ std::shared_ptr<IObject> InternalCoordinator::factory()
                 fSingleton = Object::adopt(new InternalCoordinator(), &InternalCoordinator::deleter);
                 // A process that ends without releasing the coordinator (a test run, a fuzzer) lets
                 // it go before the static destructors, which destroy the type names it deregisters.
-                static const bool kReleasedAtExit = std::atexit(&InternalCoordinator::releaseSingleton) == 0;
+                static const bool kReleasedAtExit = std::atexit(&InternalCoordinator::releaseAtExit) == 0;
                 EXPECTED(kReleasedAtExit);
+                auto* internalCoordinator = dynamic_cast<InternalCoordinator*>(fSingleton.get());
+                SANITY_CHECK(internalCoordinator && internalCoordinator->createServices());
             }
             retVal = fSingleton;
         } while (false);
@@ -116,6 +129,54 @@ void InternalCoordinator::releaseSingleton()
 {
     fSingletonReleased = true;
     fSingleton.reset();
+}
+
+void InternalCoordinator::releaseServiceSingletons()
+{
+    ServiceNull::releaseSingleton();
+    ServiceLog::releaseSingleton();
+    ServicePing::releaseSingleton();
+}
+
+void InternalCoordinator::releaseAtExit()
+{
+    releaseCoordinatorScope();
+    releaseSingleton();
+    DataNull::releaseSingleton();
+    releaseServiceSingletons();
+}
+
+bool InternalCoordinator::createServices()
+{
+    bool retVal = false;
+    try {
+        do {
+            std::shared_ptr<IObject> children[5];
+            ASSIGN(children[0], ServiceNull::factory());
+            ASSIGN(children[1], ServicePing::factory());
+            ASSIGN(children[2], ServiceLog::factory());
+            std::shared_ptr<OMStored> sampleNode;
+            ASSIGN(sampleNode, OMStored::undefinedFactory());
+            SANITY_CHECK(ParseTask::call(sampleNode, "{abc: \"sampleValue\", def: \"a\"}"));
+            const std::shared_ptr<OMMap>& sampleMembers = sampleNode->getMap();
+            SANITY_CHECK(sampleMembers);
+            std::shared_ptr<OMScope> sampleScope;
+            ASSIGN(sampleScope, scopeFactory());
+            OMAccessor sampleScopeAccessor(sampleScope);
+            for (const auto& [key, value] : *sampleMembers) SANITY_CHECK(sampleScopeAccessor.set(key, value));
+            ASSIGN(children[3], ServiceOM::factoryFromNameOMScope("sample", sampleScope));
+            std::shared_ptr<OMScope> defaultScope;
+            ASSIGN(defaultScope, scopeFactory());
+            ASSIGN(children[4], ServiceOM::factoryFromNameOMScope("default", defaultScope));
+            bool allAttached = true;
+            for (const std::shared_ptr<IObject>& child : children) allAttached = attachChildObj(child) && allAttached;
+            SANITY_CHECK(allAttached);
+            retVal = true;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
 }
 
 void InternalCoordinator::deleter(InternalCoordinator* internalCoordinator)
@@ -181,7 +242,13 @@ const ClassRegistration kObjectClasses[] = {&InternalCoordinator::registerDeregi
                                             &LocalUnresolvedAddress::registerDeregisterClass,
                                             &RemoteUnresolvedAddress::registerDeregisterClass,
                                             &LocalResolvedAddress::registerDeregisterClass,
-                                            &RemoteResolvedAddress::registerDeregisterClass};
+                                            &RemoteResolvedAddress::registerDeregisterClass,
+                                            &Event::registerDeregisterClass,
+                                            &Message::registerDeregisterClass,
+                                            &ServiceNull::registerDeregisterClass,
+                                            &ServicePing::registerDeregisterClass,
+                                            &ServiceLog::registerDeregisterClass,
+                                            &ServiceOM::registerDeregisterClass};
 
 }  // namespace
 
@@ -428,11 +495,6 @@ bool InternalCoordinator::deregisterObject()
 }
 
 bool InternalCoordinator::monitorNamedPipe()
-{
-    return true;
-}
-
-bool InternalCoordinator::processMessageQueues()
 {
     return true;
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -21,6 +20,7 @@ namespace Qfn {
 class Task;
 class OMScope;
 class OMStored;
+class IOMNode;
 class Ini;
 class InputStream;
 class OutputStream;
@@ -39,6 +39,8 @@ public:
     static bool registerDeregisterClass(RegisterDeregister registerDeregister);
     // Lets go of the singleton: its deleter runs, and factory() makes no new one afterwards.
     static void releaseSingleton();
+    // What main lets go of at its end, in its order: for a process that ends without main's tear-down.
+    static void releaseAtExit();
 
     // Start-up.
     static bool init(int argc, char** argv);
@@ -239,10 +241,40 @@ public:
     // A resolved address of the coordinator (or local object) behind the GUID.
     std::shared_ptr<const IObject> getAddressFromGUID(GUIDClass* coordinatorGUID) const;
 
-    // Parts of the round whose subsystems (named pipes, message routing) are not yet built: each
-    // does nothing and reports success.
-    bool monitorNamedPipe();
+    // The coordinator as a service: the root of the service tree.
+    static const std::string SERVICE_NAME;
+    const std::string& getServiceName() const override { return SERVICE_NAME; }
+    bool isCoordinator() const override { return true; }
+
+    // Routing. Messages wait on one queue; each round routes them to a service here, to the proxy
+    // of a sibling coordinator, to the gateway's send method, or nowhere.
+    bool queueMessage(std::shared_ptr<const IObject> messageObj);
     bool processMessageQueues();
+    bool relayMessage(std::shared_ptr<const IObject> messageObj);
+    // TERMINATE ends the process; STD_OUT and STD_ERR print their text.
+    bool receiveMessage(std::shared_ptr<const IObject> messageObj) override;
+    // A message read from the named pipe, and one read from a gateway socket, whose addresses are
+    // turned round to this side.
+    bool receiveMessageStr(const std::string& ipcMessageStr);
+    bool receiveGatewayMessageStr(const std::string& remoteIPAddress, const std::string& messageStr);
+    // Learns the host, and the coordinator name when one is given, behind a sender's upstream GUID.
+    bool registerSenderAddressObj(std::shared_ptr<const IObject> senderAddressObj,
+                                  const std::string& coordinatorName = std::string());
+    size_t getMessageQueueSize() const { return fMessageQueue.size(); }
+    // Sends a script's stdOut/stdErr text to its console: the requester of the script's request,
+    // else this coordinator.
+    bool sendConsoleText(const std::shared_ptr<Task>& task, bool isStdErr, const std::shared_ptr<IOMNode>& value);
+    // Serves a DATA_REQUEST: the task that answers it, or null (with a note) when none can.
+    std::shared_ptr<Task> handleDataRequest(const std::shared_ptr<const IObject>& senderAddressObj,
+                                            const std::string& callBackID, const std::string& data,
+                                            int64_t clientSequenceNr, int64_t serviceSequenceNr,
+                                            GUIDClass* senderGUID, GUIDClass* upstreamCoordinatorGUID,
+                                            const std::shared_ptr<OMScope>& scope);
+    // The services of the coordinator, let go by main after the coordinator, in this order.
+    static void releaseServiceSingletons();
+
+    // The named pipe comes with the sibling coordinators: until then there is nothing to read.
+    bool monitorNamedPipe();
     bool destroyNamedPipe();
     // The files that tell other processes this coordinator is alive: its pid file and its session
     // data (the sysInfo map), in the session data folder.
@@ -268,6 +300,12 @@ public:
 
 private:
     InternalCoordinator() = default;
+    // Makes the standard services and attaches them.
+    bool createServices();
+    // Where a message for a resolved address goes when it is not this process: a sibling's name,
+    // or empty.
+    std::string getForwardToCoordinatorName(const std::shared_ptr<const IObject>& resolvedReceiverAddress) const;
+    bool fireMessageEvent(const char* eventName, const std::shared_ptr<const IObject>& messageObj);
 
     // Members of the singleton.
     std::shared_ptr<Task> fMainTask;
@@ -276,7 +314,9 @@ private:
     bool fInRoundBody = false;
     bool fIsInitDone = false;
     int fIsProcessingMessageQueue = 0;
-    std::deque<std::shared_ptr<const IObject>> fMessageQueue;
+    std::vector<std::shared_ptr<const IObject>> fMessageQueue;
+    // The messages of the walk under way; kept to reuse its storage.
+    std::vector<std::shared_ptr<const IObject>> fRoutingMessages;
     uint64_t fTimesliceCount = 0;
     uint64_t fTimesliceRoundsCompleted = 0;
     uint32_t fEventLoopRounds = 0;

@@ -5,6 +5,7 @@
 #include "QfnCoordinator/InternalCoordinator.h"
 #include "QfnData/Ini.h"
 #include "QfnLogger/Check.h"
+#include "QfnMessage/Message.h"
 #include "QfnLogger/Log.h"
 #include "QfnParser/builtins/ScriptErrorLog.h"
 #include "QfnParser/model/OMStored.h"
@@ -372,6 +373,7 @@ bool InternalCoordinator::readConfigSettings()
 
             // The message log comes with messaging; the other two logs open here.
             fIpcMessageLogFile = ipcMessageLogFile;
+            Message::setIPCLogFile(ipcMessageLogFile);
             if (Log::getIsLogScriptError()) ScriptErrorLog::setFilePath(scriptErrorLogFile);
             if (Log::getIsLogTiming()) Log::setTimingLogFile(timingLogFile);
             retVal = true;

@@ -671,4 +671,35 @@ void Task::deregisterAllTasks()
     tasks.clear();
 }
 
+std::shared_ptr<Task> Task::findParentTaskNamed(const char* className, bool& isKnown, std::weak_ptr<Task>& found)
+{
+    if (isKnown) return found.lock();
+    isKnown = true;
+    for (std::shared_ptr<Task> task = shared_from_this(); task; task = task->getParentTask()) {
+        if (task->fName == className) {
+            found = task;
+            return task;
+        }
+    }
+    return nullptr;
+}
+
+std::shared_ptr<Task> Task::getParentCallNodeAsFunctionForDataReplyTask()
+{
+    return findParentTaskNamed("CallNodeAsFunctionForDataReplyTask", fParentCallNodeAsFunctionForDataReplyTaskKnown,
+                               fParentCallNodeAsFunctionForDataReplyTask);
+}
+
+std::shared_ptr<Task> Task::getParentEvalThenSendMessageTask()
+{
+    return findParentTaskNamed("EvalThenSendMessageTask", fParentEvalThenSendMessageTaskKnown,
+                               fParentEvalThenSendMessageTask);
+}
+
+std::shared_ptr<Task> Task::getParentHandleDataRequestTask()
+{
+    return findParentTaskNamed("HandleDataRequestTask", fParentHandleDataRequestTaskKnown,
+                               fParentHandleDataRequestTask);
+}
+
 }  // namespace Qfn

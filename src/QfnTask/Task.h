@@ -38,6 +38,11 @@ public:
     virtual bool getIsWaitingForInput() const { return fIsWaitingForInput; }
     virtual const std::string& getName() const { return fName; }
     virtual std::shared_ptr<Task> getParentTask() const { return fParentTask.lock(); }
+    // The nearest task, this one or a parent, that runs a request's script for another coordinator
+    // or a data request; null when there is none. Each lookup is made once and kept.
+    std::shared_ptr<Task> getParentCallNodeAsFunctionForDataReplyTask();
+    std::shared_ptr<Task> getParentEvalThenSendMessageTask();
+    std::shared_ptr<Task> getParentHandleDataRequestTask();
     virtual uint64_t getParsingNestLevel() const { return fParsingNestLevel; }
     virtual const std::string& getQueueName() const { return fQueueName; }
     virtual std::shared_ptr<IOMNode> getRetValNode();
@@ -211,6 +216,8 @@ protected:
     int64_t fTimesliceDeadline = kNoDeadline;
 
 private:
+    // The walk of the three lookups above: the first task of that class name, this one first.
+    std::shared_ptr<Task> findParentTaskNamed(const char* className, bool& isKnown, std::weak_ptr<Task>& found);
     bool runOneLoopStep(int64_t availableMicroseconds);
     void runChildrenFromInside();
 

@@ -118,6 +118,7 @@ int runCoordinator(int argc, char** argv)
             InternalCoordinator::releaseCoordinatorScope();
             InternalCoordinator::releaseSingleton();
             DataNull::releaseSingleton();
+            InternalCoordinator::releaseServiceSingletons();
             Pipes::closeAll();
             // Files a script left open are flushed and closed before the process ends.
             OpenedFile::closeAll();

@@ -245,6 +245,8 @@ void OMExpressionLValueToken::callBuiltin_yielding(const std::shared_ptr<Task>& 
         EVAL_SCRIPT,
         PARSE_SCRIPT,
         REFERENCE,
+        STD_OUT,
+        STD_ERR,
     };
 
     try {
@@ -288,6 +290,12 @@ void OMExpressionLValueToken::callBuiltin_yielding(const std::shared_ptr<Task>& 
                         case Token::_reference:
                             s.fState = REFERENCE;
                             break;
+                        case Token::_stdOut:
+                            s.fState = STD_OUT;
+                            break;
+                        case Token::_stdErr:
+                            s.fState = STD_ERR;
+                            break;
                         default:
                             LOG_ERROR(std::string("function not found: ") + OMStored::tokenToStr(fToken));
                             break;
@@ -305,6 +313,8 @@ void OMExpressionLValueToken::callBuiltin_yielding(const std::shared_ptr<Task>& 
                                   ftn_parseScript_yielding(task, retVal, accessType, scope, resolution));
                     YIELDING_CALL(REFERENCE, ftn_reference_yielding(task, retVal, accessType, scope,
                                                                     resolution, optionalNewValue));
+                    YIELDING_CALL(STD_OUT, ftn_stdOut_yielding(task, retVal, accessType, scope, resolution));
+                    YIELDING_CALL(STD_ERR, ftn_stdErr_yielding(task, retVal, accessType, scope, resolution));
                 case resumeAfter(LENGTH):
                 case resumeAfter(OUTPUT):
                 case resumeAfter(STD_IN):
@@ -314,6 +324,8 @@ void OMExpressionLValueToken::callBuiltin_yielding(const std::shared_ptr<Task>& 
                 case resumeAfter(EVAL_SCRIPT):
                 case resumeAfter(PARSE_SCRIPT):
                 case resumeAfter(REFERENCE):
+                case resumeAfter(STD_OUT):
+                case resumeAfter(STD_ERR):
                     s.fState = kFinished;
                     break;
             }

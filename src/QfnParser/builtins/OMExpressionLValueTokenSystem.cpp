@@ -379,4 +379,55 @@ void OMExpressionLValueToken::ftn_yield_yielding(const std::shared_ptr<Task>& ta
     }
 }
 
+void OMExpressionLValueToken::ftn_stdOut_yielding(const std::shared_ptr<Task>& task,
+                                                  std::shared_ptr<IOMNode>& retVal, AccessType,
+                                                  const std::shared_ptr<OMScope>&,
+                                                  OMExpressionLValueResolution& resolution) const
+{
+    consoleText_yielding(task, retVal, resolution, false);
+}
+
+void OMExpressionLValueToken::ftn_stdErr_yielding(const std::shared_ptr<Task>& task,
+                                                  std::shared_ptr<IOMNode>& retVal, AccessType,
+                                                  const std::shared_ptr<OMScope>&,
+                                                  OMExpressionLValueResolution& resolution) const
+{
+    consoleText_yielding(task, retVal, resolution, true);
+}
+
+void OMExpressionLValueToken::consoleText_yielding(const std::shared_ptr<Task>& task,
+                                                   std::shared_ptr<IOMNode>& retVal,
+                                                   OMExpressionLValueResolution& resolution, bool isStdErr) const
+{
+    struct LocalVariableState : virtual OMFunctionState {};
+    enum : unsigned { SENT = 1 };
+
+    try {
+        YieldingFrame<LocalVariableState> frame(task);
+        if (frame.isFirstEntry()) retVal = nullptr;
+        LocalVariableState& s = *frame;
+        do {
+            switch (s.fState) {
+                case 0: {
+                    s.fState = kFinished;
+                    ASSIGN(retVal, OMStored::undefinedFactory());
+                    if (!requireArguments(resolution, 1)) break;
+                    IScriptHost* host = IScriptHost::get();
+                    SANITY_CHECK(host);
+                    SANITY_CHECK(host->sendConsoleText(task, isStdErr, resolution.getArgNode(0)));
+                    task->setTimesliceCompleted();
+                    s.fState = SENT;
+                    break;
+                }
+                case SENT:
+                    s.fState = kFinished;
+                    break;
+            }
+        } while (frame.keepGoing());
+        frame.release();
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+}
+
 }  // namespace Qfn

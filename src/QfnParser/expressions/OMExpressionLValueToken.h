@@ -117,6 +117,8 @@ public:
     QFN_YIELDING_BUILTIN(eval);
     QFN_YIELDING_BUILTIN(evalScript);
     QFN_YIELDING_BUILTIN(parseScript);
+    QFN_YIELDING_BUILTIN(stdOut);
+    QFN_YIELDING_BUILTIN(stdErr);
 #undef QFN_YIELDING_BUILTIN
     // The only built-in that is also an assignment target: assignNode is the value to write.
     void ftn_reference_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
@@ -138,6 +140,10 @@ private:
                                    const std::shared_ptr<OMScope>& scope,
                                    OMExpressionLValueResolution& resolution, bool isScriptFile) const;
     static PlainBuiltin plainBuiltin(Token token);
+    // stdOut and stdErr: the value goes to the console as a message, and the task lets the round
+    // deliver it before the script goes on, so that it keeps its place among what the script prints.
+    void consoleText_yielding(const std::shared_ptr<Task>& task, std::shared_ptr<IOMNode>& retVal,
+                              OMExpressionLValueResolution& resolution, bool isStdErr) const;
     // True when the call has at least `count` arguments; otherwise reports "insufficient arguments".
     static bool requireArguments(const OMExpressionLValueResolution& resolution, uint64_t count);
     // The shape of the one-argument built-ins: a fresh Undefined, "insufficient arguments" without

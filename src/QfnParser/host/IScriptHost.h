@@ -8,6 +8,8 @@
 
 namespace Qfn {
 
+class Task;
+
 // What the language needs of the program it runs in: the console's settings and streams, and the
 // few built-ins that act on the program itself. The coordinator implements it and installs it with
 // set(); without a host those built-ins fail their check and the console has no default streams.
@@ -34,6 +36,10 @@ public:
     virtual bool setDataRequestCallBack(const std::shared_ptr<OMScope>& scope, const std::string& callBackID,
                                         const std::shared_ptr<OMStored>& callBackFunction,
                                         const std::string& name) = 0;
+    // stdOut() and stdErr(): the value goes, as a message, to the console of whoever the task's
+    // script serves.
+    virtual bool sendConsoleText(const std::shared_ptr<Task>& task, bool isStdErr,
+                                 const std::shared_ptr<IOMNode>& value) = 0;
 
 private:
     static constinit inline IScriptHost* fHost = nullptr;

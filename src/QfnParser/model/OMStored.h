@@ -22,6 +22,9 @@ public:
     static std::shared_ptr<OMStored> mapFactory();
     static std::shared_ptr<OMStored> nullFactory();
     static std::shared_ptr<OMStored> undefinedFactory();
+    // Why the last text that did not parse on this thread failed ("syntax error", ...); writable,
+    // so that a caller can start from a known reason.
+    static std::string& lastParseError();
     static std::shared_ptr<OMStored> nanFactory();
     static std::shared_ptr<OMStored> errorFactory();
     static std::shared_ptr<OMStored> dateFactory(int64_t date);

@@ -9,12 +9,17 @@
 
 namespace Qfn {
 
+std::string& OMStored::lastParseError()
+{
+    thread_local std::string message;
+    return message;
+}
+
 namespace ParserExpression {
 
 std::string& lastParseError()
 {
-    thread_local std::string message;
-    return message;
+    return OMStored::lastParseError();
 }
 
 NodePtr nameLink(const NodePtr& parent, const std::string& name, const SourcePlace& place)

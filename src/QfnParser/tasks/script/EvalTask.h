@@ -24,9 +24,12 @@ public:
     // The value itself: null when evaluation gave none.
     const std::shared_ptr<IOMNode>& getValue() const { return fRetValNode; }
 
-private:
+protected:
+    // A subclass names the task after itself (Task is a virtual base: the most derived class makes it).
     EvalTask(std::shared_ptr<OMStored> stored, std::shared_ptr<OMScope> scope,
              HandleReturnValue handleReturnValue);
+
+private:
 
     std::shared_ptr<OMStored> fStored;
     std::shared_ptr<OMScope> fScope;

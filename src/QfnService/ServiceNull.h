@@ -1,0 +1,29 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "QfnService/Service_abstract.h"
+
+namespace Qfn {
+
+// Takes every message, fires "messageReceived", and answers nothing.
+class ServiceNull : public virtual Service_abstract {
+public:
+    static const std::string TYPENAME;
+    static const std::string SERVICE_NAME;
+    const std::string& typeName() const override { return TYPENAME; }
+    const std::string& getServiceName() const override { return SERVICE_NAME; }
+
+    // The one instance of the process.
+    static std::shared_ptr<IObject> factory();
+    static void releaseSingleton();
+    static bool registerDeregisterClass(RegisterDeregister registerDeregister);
+
+private:
+    friend struct ClassSupport;
+    ServiceNull() = default;
+    ~ServiceNull() override = default;
+};
+
+}  // namespace Qfn
