@@ -5,7 +5,6 @@
 #include "QfnLogger/Check.h"
 #include "QfnMessage/IMessage.h"
 #include "QfnMessage/OpCode.h"
-#include "QfnService/ServiceSingleton.h"
 #include "QfnUtils/Dirs.h"
 #include "QfnUtils/Utils.h"
 
@@ -13,21 +12,6 @@ namespace Qfn {
 
 const std::string ServiceLog::TYPENAME = "ServiceLog";
 const std::string ServiceLog::SERVICE_NAME = "net.quillfern.service.log";
-
-std::shared_ptr<IObject> ServiceLog::factory()
-{
-    return ServiceSingleton<ServiceLog>::get();
-}
-
-void ServiceLog::releaseSingleton()
-{
-    ServiceSingleton<ServiceLog>::release();
-}
-
-bool ServiceLog::registerDeregisterClass(RegisterDeregister registerDeregister)
-{
-    return ClassSupport::registerDeregisterClass(registerDeregister, TYPENAME, &ServiceLog::factory, nullptr);
-}
 
 bool ServiceLog::receiveMessage(std::shared_ptr<const IObject> messageObj)
 {

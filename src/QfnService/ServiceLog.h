@@ -4,22 +4,19 @@
 #include <string>
 #include <vector>
 
+#include "QfnService/ServiceSingleton.h"
 #include "QfnService/Service_abstract.h"
 
 namespace Qfn {
 
 // Writes the payloads of LOG_TRACE, LOG_NOTE, LOG_WARNING and LOG_ERROR messages, each with a time
 // stamp, to its log file ("ServiceLog.log" in the log folder unless another is pushed).
-class ServiceLog : public virtual Service_abstract {
+class ServiceLog : public virtual Service_abstract, public ServiceSingleton<ServiceLog> {
 public:
     static const std::string TYPENAME;
     static const std::string SERVICE_NAME;
     const std::string& typeName() const override { return TYPENAME; }
     const std::string& getServiceName() const override { return SERVICE_NAME; }
-
-    static std::shared_ptr<IObject> factory();
-    static void releaseSingleton();
-    static bool registerDeregisterClass(RegisterDeregister registerDeregister);
 
     bool receiveMessage(std::shared_ptr<const IObject> messageObj) override;
     bool logMessage(const std::string& text) const;

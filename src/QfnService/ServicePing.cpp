@@ -3,27 +3,11 @@
 #include "QfnLogger/Check.h"
 #include "QfnMessage/Message.h"
 #include "QfnService/IServiceHost.h"
-#include "QfnService/ServiceSingleton.h"
 
 namespace Qfn {
 
 const std::string ServicePing::TYPENAME = "ServicePing";
 const std::string ServicePing::SERVICE_NAME = "net.quillfern.service.ping";
-
-std::shared_ptr<IObject> ServicePing::factory()
-{
-    return ServiceSingleton<ServicePing>::get();
-}
-
-void ServicePing::releaseSingleton()
-{
-    ServiceSingleton<ServicePing>::release();
-}
-
-bool ServicePing::registerDeregisterClass(RegisterDeregister registerDeregister)
-{
-    return ClassSupport::registerDeregisterClass(registerDeregister, TYPENAME, &ServicePing::factory, nullptr);
-}
 
 bool ServicePing::receiveMessage(std::shared_ptr<const IObject> messageObj)
 {

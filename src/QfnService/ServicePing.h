@@ -3,21 +3,18 @@
 #include <memory>
 #include <string>
 
+#include "QfnService/ServiceSingleton.h"
 #include "QfnService/Service_abstract.h"
 
 namespace Qfn {
 
 // Answers a PING with a PING_REPLY that carries the same payload back to the sender.
-class ServicePing : public virtual Service_abstract {
+class ServicePing : public virtual Service_abstract, public ServiceSingleton<ServicePing> {
 public:
     static const std::string TYPENAME;
     static const std::string SERVICE_NAME;
     const std::string& typeName() const override { return TYPENAME; }
     const std::string& getServiceName() const override { return SERVICE_NAME; }
-
-    static std::shared_ptr<IObject> factory();
-    static void releaseSingleton();
-    static bool registerDeregisterClass(RegisterDeregister registerDeregister);
 
     bool receiveMessage(std::shared_ptr<const IObject> messageObj) override;
 

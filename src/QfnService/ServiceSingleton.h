@@ -6,20 +6,24 @@
 
 namespace Qfn {
 
-// The class-wide instance of a service that exists once per process: made on first use, let go
-// by main in its fixed order, and never made again after that.
+// What a service that exists once per process has: its class-wide instance, made on first use and
+// let go by main in its fixed order (never made again after that), and its registration by TYPENAME.
 template <class T>
 class ServiceSingleton {
 public:
-    static std::shared_ptr<IObject> get()
+    static std::shared_ptr<IObject> factory()
     {
         if (!fInstance && !fIsReleased) fInstance = ClassSupport::makeEmpty<T>();
         return fInstance;
     }
-    static void release()
+    static void releaseSingleton()
     {
         fIsReleased = true;
         fInstance.reset();
+    }
+    static bool registerDeregisterClass(RegisterDeregister registerDeregister)
+    {
+        return ClassSupport::registerDeregisterClass(registerDeregister, T::TYPENAME, &factory, nullptr);
     }
 
 private:
