@@ -57,7 +57,7 @@ TEST_F(InternalAddressResolution, APathWithoutServiceResolvesToNothingWithoutALi
     EXPECT_EQ(address->getAsURL(),
               std::dynamic_pointer_cast<Qfn::IAddress>(fromURL("qfn:////net.quillfern.service.null/0"))
                   ->getAsURL());
-    for (const char* path : {"net.quillfern.service.null/0", "net.quillfern.service.null/1", "a"}) {
+    for (const char* path : {"net.quillfern.service.none/0", "net.quillfern.service.null/1", "a"}) {
         auto indexed = std::dynamic_pointer_cast<InternalAddress>(InternalAddress::factoryFromIndices(path));
         QfnTest::LogCapture capture(1);
         EXPECT_FALSE(indexed->resolved()) << path;
@@ -65,8 +65,12 @@ TEST_F(InternalAddressResolution, APathWithoutServiceResolvesToNothingWithoutALi
         EXPECT_TRUE(indexed->getGUIDAddressURL("").empty());
         EXPECT_TRUE(capture.lines().empty()) << path << ": " << capture.lines().front();
     }
+    // There is one null service; another kind of service there is not.
+    EXPECT_TRUE(address->resolved());
+    auto missing = std::dynamic_pointer_cast<InternalAddress>(
+        InternalAddress::factoryFromIndices("net.quillfern.service.none/0"));
     QfnTest::LogCapture capture(1);
-    EXPECT_FALSE(address->getAddressedGUID());
+    EXPECT_FALSE(missing->getAddressedGUID());
     EXPECT_TRUE(
         capture.hasLineEndingWith("ASSIGN_CONST_TYPED failed: 'IObject resolvedAddress = "
                                   "internalCoordinator->resolveAddress(shared_from_this());'"));

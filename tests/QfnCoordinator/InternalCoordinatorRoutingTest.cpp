@@ -234,3 +234,17 @@ TEST_F(CoordinatorRouting, ASiblingProxyHoldsABoundedNumberOfMessages)
     EXPECT_EQ(heldBy(kMain), Qfn::SiblingCoordinator::kMaxHeldMessages);
     EXPECT_EQ(capture.countContaining("dropping its oldest held message"), 5u);
 }
+
+TEST_F(CoordinatorRouting, APipeMessageSignedWithThisCoordinatorsNameIsRefused)
+{
+    auto fromSelf = Qfn::Message::factoryFromSenderDestinationAddressOpCodePayloadStr(
+        Qfn::LocalUnresolvedAddress::factoryFromCoordinatorNameIndices(Qfn::InternalCoordinator::getName(), "default"),
+        Qfn::InternalAddress::factoryFromIndices("net.quillfern.service.ping/0"), OpCode::PING, "{}");
+    const std::string wire = Qfn::Data_abstract::serializeToStr(fromSelf);
+    fromSelf.reset();
+    ASSERT_FALSE(wire.empty());
+    EXPECT_TRUE(QfnTest::logsError(
+        "SANITY_CHECK failed: 'coordinatorNameAddress->getCoordinatorName() != fCoordinatorName' evaluates to false",
+        [&] { EXPECT_FALSE(coordinator()->receiveMessageStr(wire)); }));
+    EXPECT_EQ(coordinator()->getMessageQueueSize(), 0u);
+}
