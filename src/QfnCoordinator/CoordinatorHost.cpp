@@ -229,16 +229,16 @@ bool CoordinatorHost::reportMessagingActivityInEventLoop()
     return internalCoordinator && internalCoordinator->reportMessagingActivityInEventLoop();
 }
 
-std::shared_ptr<Task> CoordinatorHost::handleDataRequest(const std::shared_ptr<const IObject>& senderAddressObj,
-                                                         const std::string& callBackID, const std::string& data,
-                                                         int64_t clientSequenceNr, int64_t serviceSequenceNr,
-                                                         GUIDClass* senderGUID, GUIDClass* upstreamCoordinatorGUID,
-                                                         const std::shared_ptr<OMScope>& scope)
+std::shared_ptr<Task> CoordinatorHost::handleDataRequest(
+    const std::shared_ptr<const IObject>& senderAddressObj, const std::string& callBackID,
+    const std::string& data, int64_t clientSequenceNr, int64_t serviceSequenceNr, GUIDClass* senderGUID,
+    GUIDClass* upstreamCoordinatorGUID, const std::shared_ptr<OMScope>& scope)
 {
     InternalCoordinator* internalCoordinator = coordinator();
     if (!internalCoordinator) return nullptr;
     return internalCoordinator->handleDataRequest(senderAddressObj, callBackID, data, clientSequenceNr,
-                                                  serviceSequenceNr, senderGUID, upstreamCoordinatorGUID, scope);
+                                                  serviceSequenceNr, senderGUID, upstreamCoordinatorGUID,
+                                                  scope);
 }
 
 }  // namespace Qfn

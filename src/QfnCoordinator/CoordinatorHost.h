@@ -7,8 +7,8 @@
 
 namespace Qfn {
 
-// The coordinator as the host of the tasks, of the language, of the addresses and of the services: it answers from
-// its settings and its singleton. One object, installed for the life of the process.
+// The coordinator as the host of the tasks, of the language, of the addresses and of the services: it answers
+// from its settings and its singleton. One object, installed for the life of the process.
 class CoordinatorHost : public ITaskHost, public IScriptHost, public IAddressHost, public IServiceHost {
 public:
     // Installs the one host in Task and IScriptHost; true, so that it can initialise a constant.

@@ -20,12 +20,12 @@
 #include "QfnParser/model/OMScope.h"
 #include "QfnParser/model/OMStored.h"
 #include "QfnParser/query/OMAccessor.h"
-#include "QfnParser/tasks/script/ParseTask.h"
 #include "QfnParser/streams/InputStreamConsole.h"
 #include "QfnParser/streams/InputStreamFile.h"
 #include "QfnParser/streams/InputStreamLineEditor.h"
 #include "QfnParser/streams/InputStreamStdIn.h"
 #include "QfnParser/streams/OutputStreamStdOut.h"
+#include "QfnParser/tasks/script/ParseTask.h"
 #include "QfnSerializer/SimpleSerializer.h"
 #include "QfnService/ServiceLog.h"
 #include "QfnService/ServiceNull.h"
@@ -163,13 +163,15 @@ bool InternalCoordinator::createServices()
             std::shared_ptr<OMScope> sampleScope;
             ASSIGN(sampleScope, scopeFactory());
             OMAccessor sampleScopeAccessor(sampleScope);
-            for (const auto& [key, value] : *sampleMembers) SANITY_CHECK(sampleScopeAccessor.set(key, value));
+            for (const auto& [key, value] : *sampleMembers)
+                SANITY_CHECK(sampleScopeAccessor.set(key, value));
             ASSIGN(children[3], ServiceOM::factoryFromNameOMScope("sample", sampleScope));
             std::shared_ptr<OMScope> defaultScope;
             ASSIGN(defaultScope, scopeFactory());
             ASSIGN(children[4], ServiceOM::factoryFromNameOMScope("default", defaultScope));
             bool allAttached = true;
-            for (const std::shared_ptr<IObject>& child : children) allAttached = attachChildObj(child) && allAttached;
+            for (const std::shared_ptr<IObject>& child : children)
+                allAttached = attachChildObj(child) && allAttached;
             SANITY_CHECK(allAttached);
             retVal = true;
         } while (false);

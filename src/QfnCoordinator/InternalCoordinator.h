@@ -263,7 +263,8 @@ public:
     size_t getMessageQueueSize() const { return fMessageQueue.size(); }
     // Sends a script's stdOut/stdErr text to its console: the requester of the script's request,
     // else this coordinator.
-    bool sendConsoleText(const std::shared_ptr<Task>& task, bool isStdErr, const std::shared_ptr<IOMNode>& value);
+    bool sendConsoleText(const std::shared_ptr<Task>& task, bool isStdErr,
+                         const std::shared_ptr<IOMNode>& value);
     // Serves a DATA_REQUEST: the task that answers it, or null (with a note) when none can.
     std::shared_ptr<Task> handleDataRequest(const std::shared_ptr<const IObject>& senderAddressObj,
                                             const std::string& callBackID, const std::string& data,
@@ -304,7 +305,8 @@ private:
     bool createServices();
     // Where a message for a resolved address goes when it is not this process: a sibling's name,
     // or empty.
-    std::string getForwardToCoordinatorName(const std::shared_ptr<const IObject>& resolvedReceiverAddress) const;
+    std::string getForwardToCoordinatorName(
+        const std::shared_ptr<const IObject>& resolvedReceiverAddress) const;
     bool fireMessageEvent(const char* eventName, const std::shared_ptr<const IObject>& messageObj);
 
     // Members of the singleton.

@@ -29,8 +29,9 @@ bool InternalCoordinator::sendConsoleText(const std::shared_ptr<Task>& task, boo
                 destinationObj = senderObj;
             }
             std::shared_ptr<IObject> message;
-            ASSIGN(message, Message::factoryFromSenderDestinationAddressOpCodeOMNode(
-                                senderObj, destinationObj, isStdErr ? OpCode::STD_ERR : OpCode::STD_OUT, value));
+            ASSIGN(message,
+                   Message::factoryFromSenderDestinationAddressOpCodeOMNode(
+                       senderObj, destinationObj, isStdErr ? OpCode::STD_ERR : OpCode::STD_OUT, value));
             SANITY_CHECK(queueMessage(message));
             retVal = true;
         } while (false);
@@ -41,15 +42,16 @@ bool InternalCoordinator::sendConsoleText(const std::shared_ptr<Task>& task, boo
 }
 
 std::shared_ptr<Task> InternalCoordinator::handleDataRequest(const std::shared_ptr<const IObject>&,
-                                                             const std::string& callBackID, const std::string&,
-                                                             int64_t, int64_t, GUIDClass*, GUIDClass*,
-                                                             const std::shared_ptr<OMScope>&)
+                                                             const std::string& callBackID,
+                                                             const std::string&, int64_t, int64_t, GUIDClass*,
+                                                             GUIDClass*, const std::shared_ptr<OMScope>&)
 {
     // Calling the registered function and answering with DATA_REPLY comes with the remote scripts.
     if (Log::getLogLevel() >= 3) {
         const char* why = getDataRequestCallBack(callBackID) ? "data requests are not served yet"
                                                              : "no function is registered for it";
-        LOG_NOTE(Utils::stringWithFormat("dropping dataRequest for callBackID %s: %s", callBackID.c_str(), why));
+        LOG_NOTE(
+            Utils::stringWithFormat("dropping dataRequest for callBackID %s: %s", callBackID.c_str(), why));
     }
     return nullptr;
 }

@@ -1,7 +1,8 @@
 // The message queue and the routing decision: a service here, a sibling coordinator, the gateway,
 // or nowhere. Also the coordinator as the receiver of messages, and messages from pipe and socket.
-#include <cstdio>
 #include <unistd.h>
+
+#include <cstdio>
 
 #include "QfnAddress/ICoordinatorNameAddress.h"
 #include "QfnAddress/IGUIDAddress.h"
@@ -104,7 +105,8 @@ bool InternalCoordinator::processMessageQueues()
     return retVal;
 }
 
-bool InternalCoordinator::fireMessageEvent(const char* eventName, const std::shared_ptr<const IObject>& messageObj)
+bool InternalCoordinator::fireMessageEvent(const char* eventName,
+                                           const std::shared_ptr<const IObject>& messageObj)
 {
     bool retVal = false;
     try {
@@ -153,13 +155,15 @@ bool InternalCoordinator::relayMessage(std::shared_ptr<const IObject> messageObj
             std::shared_ptr<const IAddress> resolvedReceiverAddress =
                 std::dynamic_pointer_cast<const IAddress>(receiverAddress->resolved());
             if (!resolvedReceiverAddress) {
-                noteWith("discarding message receiverAddress: %s", [&] { return receiverAddress->getAsURL(); });
+                noteWith("discarding message receiverAddress: %s",
+                         [&] { return receiverAddress->getAsURL(); });
                 retVal = true;
                 break;
             }
             noteWith("resolvedReceiverAddress: %s", [&] { return resolvedReceiverAddress->getAsURL(); });
             std::string hostName;
-            if (auto hostNameAddress = std::dynamic_pointer_cast<const IHostNameAddress>(resolvedReceiverAddress))
+            if (auto hostNameAddress =
+                    std::dynamic_pointer_cast<const IHostNameAddress>(resolvedReceiverAddress))
                 hostName = hostNameAddress->getHostName();
             noteWith("hostName: %s", [&] { return hostName; });
             std::string forwardToCoordinatorName = getForwardToCoordinatorName(resolvedReceiverAddress);
@@ -170,7 +174,8 @@ bool InternalCoordinator::relayMessage(std::shared_ptr<const IObject> messageObj
                 if (!isMainCoordinator() && forwardToCoordinatorName != kMainCoordinatorName)
                     forwardToCoordinatorName = kMainCoordinatorName;
                 noteWith("adjusted forwardToCoordinatorName: %s", [&] { return forwardToCoordinatorName; });
-                std::shared_ptr<IObject> siblingObj = SiblingCoordinator::getSiblingCoordinator(forwardToCoordinatorName);
+                std::shared_ptr<IObject> siblingObj =
+                    SiblingCoordinator::getSiblingCoordinator(forwardToCoordinatorName);
                 if (!siblingObj) {
                     LOG_NOTE("no matching sibling coordinator");
                     ASSIGN_TYPED(SiblingCoordinator, newSiblingCoordinator,
@@ -189,7 +194,8 @@ bool InternalCoordinator::relayMessage(std::shared_ptr<const IObject> messageObj
                 const std::string serialized = Data_abstract::serializeToStr(messageObj);
                 SANITY_CHECK(!serialized.empty());
                 if (Log::getLogLevel() >= 3)
-                    LOG_NOTE(Utils::stringWithFormat("gatewaySend to %s: %s", hostName.c_str(), serialized.c_str()));
+                    LOG_NOTE(Utils::stringWithFormat("gatewaySend to %s: %s", hostName.c_str(),
+                                                     serialized.c_str()));
                 fGatewaySendMethod(hostName, serialized);
                 retVal = true;
                 break;
@@ -197,14 +203,16 @@ bool InternalCoordinator::relayMessage(std::shared_ptr<const IObject> messageObj
             // A GUID address of a coordinator that is neither this one nor reachable leads nowhere.
             auto guidAddress = std::dynamic_pointer_cast<const IGUIDAddress>(resolvedReceiverAddress);
             if (guidAddress && guidAddress->getUpstreamCoordinatorGUID() != createGUID()) {
-                noteWith("discarding message receiverAddress: %s", [&] { return receiverAddress->getAsURL(); });
+                noteWith("discarding message receiverAddress: %s",
+                         [&] { return receiverAddress->getAsURL(); });
                 retVal = true;
                 break;
             }
             std::shared_ptr<const IObject> destinationObj = resolveAddress(resolvedReceiverAddress);
             if (!destinationObj) {
-                LOG_CHECK_FAILED("ASSIGN_CONST_TYPED",
-                                 "IObject destinationObj = internalCoordinator->resolveAddress(resolvedReceiverAddress);");
+                LOG_CHECK_FAILED(
+                    "ASSIGN_CONST_TYPED",
+                    "IObject destinationObj = internalCoordinator->resolveAddress(resolvedReceiverAddress);");
                 fireMessageEvent("messageNotRelayed", messageObj);
                 break;
             }
@@ -263,7 +271,8 @@ bool InternalCoordinator::receiveMessageStr(const std::string& ipcMessageStr)
             std::shared_ptr<IObject> ipcMessageObj = Data_abstract::deserializeFromStr(ipcMessageStr);
             SANITY_CHECK(ipcMessageObj);
             ASSIGN_TYPED(IMessage, message, ipcMessageObj);
-            ASSIGN_CONST_TYPED(ICoordinatorNameAddress, coordinatorNameAddress, message->getSenderAddressObj());
+            ASSIGN_CONST_TYPED(ICoordinatorNameAddress, coordinatorNameAddress,
+                               message->getSenderAddressObj());
             SANITY_CHECK(coordinatorNameAddress->getCoordinatorName() != fCoordinatorName);
             SANITY_CHECK(registerSenderAddressObj(message->getSenderAddressObj()));
             SANITY_CHECK(queueMessage(ipcMessageObj));
@@ -275,7 +284,8 @@ bool InternalCoordinator::receiveMessageStr(const std::string& ipcMessageStr)
     return retVal;
 }
 
-bool InternalCoordinator::receiveGatewayMessageStr(const std::string& remoteIPAddress, const std::string& messageStr)
+bool InternalCoordinator::receiveGatewayMessageStr(const std::string& remoteIPAddress,
+                                                   const std::string& messageStr)
 {
     bool retVal = false;
     try {
@@ -297,7 +307,8 @@ bool InternalCoordinator::receiveGatewayMessageStr(const std::string& remoteIPAd
             if (!fSenderHostNames.count(upstreamCoordinatorGUID))
                 fSenderHostNames[upstreamCoordinatorGUID] = remoteIPAddress;
             std::shared_ptr<IObject> senderAddress;
-            ASSIGN(senderAddress, RemoteResolvedAddress::factoryFromGUIDs(addressedGUID, upstreamCoordinatorGUID));
+            ASSIGN(senderAddress,
+                   RemoteResolvedAddress::factoryFromGUIDs(addressedGUID, upstreamCoordinatorGUID));
             std::shared_ptr<const IObject> receiverAddress = originalReceiverObj;
             const std::string& receiverType = originalReceiverObj->typeName();
             if (receiverType == RemoteUnresolvedAddress::TYPENAME) {
@@ -312,12 +323,13 @@ bool InternalCoordinator::receiveGatewayMessageStr(const std::string& remoteIPAd
                                                               guidReceiver->getUpstreamCoordinatorGUID()));
             }
             std::shared_ptr<IObject> repackagedMessage;
-            ASSIGN(repackagedMessage, Message::factoryFromSenderDestinationAddressOpCodePayloadStr(
-                                          senderAddress, receiverAddress, message->getOpCode(),
-                                          message->getPayloadStr()));
+            ASSIGN(repackagedMessage,
+                   Message::factoryFromSenderDestinationAddressOpCodePayloadStr(
+                       senderAddress, receiverAddress, message->getOpCode(), message->getPayloadStr()));
             if (Log::getLogLevel() >= 3) {
                 LOG_NOTE(Utils::stringWithFormat("original message: %s", messageObj->toString().c_str()));
-                LOG_NOTE(Utils::stringWithFormat("repackaged message: %s", repackagedMessage->toString().c_str()));
+                LOG_NOTE(
+                    Utils::stringWithFormat("repackaged message: %s", repackagedMessage->toString().c_str()));
             }
             SANITY_CHECK(registerSenderAddressObj(message->getSenderAddressObj()));
             SANITY_CHECK(queueMessage(repackagedMessage));
@@ -369,7 +381,8 @@ std::shared_ptr<const IObject> InternalCoordinator::resolveAddress(std::shared_p
             if (addressObj->typeName() == InternalAddress::TYPENAME) {
                 ASSIGN_CONST_TYPED(IIndexedAddress, indexedAddress, addressObj);
                 const std::vector<std::string>& indices = indexedAddress->getIndices();
-                std::shared_ptr<IService> curService = std::dynamic_pointer_cast<IService>(shared_from_this());
+                std::shared_ptr<IService> curService =
+                    std::dynamic_pointer_cast<IService>(shared_from_this());
                 bool isEveryIndexNumeric = true;
                 // A name without an index means the first service of that name.
                 for (size_t position = 0; curService && position < indices.size(); position += 2) {
@@ -388,7 +401,8 @@ std::shared_ptr<const IObject> InternalCoordinator::resolveAddress(std::shared_p
                 ASSIGN_CONST_TYPED(IAddress, address, addressObj);
                 std::shared_ptr<const IObject> resolvedAddress = address->resolved();
                 // An address that stays a name leads to another coordinator, not to an object here.
-                if (!resolvedAddress || std::dynamic_pointer_cast<const IIndexedAddress>(resolvedAddress)) break;
+                if (!resolvedAddress || std::dynamic_pointer_cast<const IIndexedAddress>(resolvedAddress))
+                    break;
                 retVal = resolveAddress(resolvedAddress);
                 break;
             }

@@ -72,12 +72,13 @@ bool SiblingCoordinator::relayOutgoingMessage(std::shared_ptr<const IObject> mes
         do {
             SANITY_CHECK(messageObj);
             if (Log::getLogLevel() >= 3) {
-                LOG_NOTE(Utils::stringWithFormat("Relaying outgoing message, named pipe path = %s",
-                                                 (InternalCoordinator::getPipeFolderPath() + fSiblingName).c_str()));
+                LOG_NOTE(Utils::stringWithFormat(
+                    "Relaying outgoing message, named pipe path = %s",
+                    (InternalCoordinator::getPipeFolderPath() + fSiblingName).c_str()));
             }
             if (fMessageQueue.size() >= kMaxHeldMessages) {
-                LOG_WARNING(Utils::stringWithFormat("sibling %s unreachable: dropping its oldest held message",
-                                                    fSiblingName.c_str()));
+                LOG_WARNING(Utils::stringWithFormat(
+                    "sibling %s unreachable: dropping its oldest held message", fSiblingName.c_str()));
                 fMessageQueue.erase(fMessageQueue.begin());
             }
             fMessageQueue.push_back(std::move(messageObj));

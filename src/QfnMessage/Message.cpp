@@ -36,7 +36,8 @@ const int64_t kProcessStartNanoseconds = Clock::nowNanoseconds();
 std::shared_ptr<const IObject> Message::addressOf(const std::shared_ptr<const IObject>& obj)
 {
     if (std::dynamic_pointer_cast<const IAddress>(obj)) return obj;
-    if (auto addressable = std::dynamic_pointer_cast<const IAddressable>(obj)) return addressable->getAddressObj();
+    if (auto addressable = std::dynamic_pointer_cast<const IAddressable>(obj))
+        return addressable->getAddressObj();
     return nullptr;
 }
 
@@ -215,7 +216,8 @@ std::string Message::toString() const
             const std::shared_ptr<const IAddress> addresses[2] = {senderAddress, receiverAddress};
             for (int side = 0; side < 2; ++side) {
                 numbers[side] = dumpNumber(addresses[side]->getAsURL(), dump);
-                if (auto resolvedAddress = std::dynamic_pointer_cast<const IAddress>(addresses[side]->resolved()))
+                if (auto resolvedAddress =
+                        std::dynamic_pointer_cast<const IAddress>(addresses[side]->resolved()))
                     numbers[side] += " (" + dumpNumber(resolvedAddress->getAsURL(), dump) + ")";
             }
             dump += "  opcode = " + std::to_string(static_cast<int32_t>(fOpCode)) + " " +

@@ -20,12 +20,12 @@ public:
 
     // Sender and destination may be addresses or any objects that have one (services, coordinators).
     static std::shared_ptr<IObject> factoryFromSenderDestinationAddressOpCodePayloadStr(
-        std::shared_ptr<const IObject> senderObj, std::shared_ptr<const IObject> destinationObj, OpCode opCode,
-        const std::string& payload);
+        std::shared_ptr<const IObject> senderObj, std::shared_ptr<const IObject> destinationObj,
+        OpCode opCode, const std::string& payload);
     // The payload is the node's text in the language's syntax.
     static std::shared_ptr<IObject> factoryFromSenderDestinationAddressOpCodeOMNode(
-        std::shared_ptr<const IObject> senderObj, std::shared_ptr<const IObject> destinationObj, OpCode opCode,
-        std::shared_ptr<IOMNode> messageNode);
+        std::shared_ptr<const IObject> senderObj, std::shared_ptr<const IObject> destinationObj,
+        OpCode opCode, std::shared_ptr<IOMNode> messageNode);
     static std::shared_ptr<IObject> factoryFromSerialized(const std::shared_ptr<IObject>& serializerObj);
     static void deleter(Message* message);
     static bool registerDeregisterClass(RegisterDeregister registerDeregister);

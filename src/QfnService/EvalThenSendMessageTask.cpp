@@ -10,7 +10,8 @@
 
 namespace Qfn {
 
-EvalThenSendMessageTask::EvalThenSendMessageTask(std::shared_ptr<OMStored> stored, std::shared_ptr<OMScope> scope,
+EvalThenSendMessageTask::EvalThenSendMessageTask(std::shared_ptr<OMStored> stored,
+                                                 std::shared_ptr<OMScope> scope,
                                                  std::shared_ptr<const IObject> senderObj,
                                                  std::shared_ptr<const IObject> destinationObj,
                                                  const ReplyIds& replyIds, OpCode opCode)
@@ -36,8 +37,8 @@ std::shared_ptr<Task> EvalThenSendMessageTask::factory(const std::shared_ptr<OMS
             SANITY_CHECK(scope);
             SANITY_CHECK(senderObj);
             SANITY_CHECK(destinationObj);
-            std::shared_ptr<Task> task(new EvalThenSendMessageTask(stored, scope, std::move(senderObj),
-                                                                   std::move(destinationObj), replyIds, opCode));
+            std::shared_ptr<Task> task(new EvalThenSendMessageTask(
+                stored, scope, std::move(senderObj), std::move(destinationObj), replyIds, opCode));
             SANITY_CHECK(Task::registerTask(task));
             retVal = task;
         } while (false);

@@ -24,8 +24,8 @@ public:
     static std::shared_ptr<Task> factory(const std::shared_ptr<OMStored>& stored,
                                          const std::shared_ptr<OMScope>& scope,
                                          std::shared_ptr<const IObject> senderObj,
-                                         std::shared_ptr<const IObject> destinationObj, const ReplyIds& replyIds,
-                                         OpCode opCode);
+                                         std::shared_ptr<const IObject> destinationObj,
+                                         const ReplyIds& replyIds, OpCode opCode);
 
     // The requester: where the answer, and what the script prints with stdOut/stdErr, go.
     const std::shared_ptr<const IObject>& getDestinationObj() const { return fDestinationObj; }
@@ -38,8 +38,9 @@ public:
 
 private:
     EvalThenSendMessageTask(std::shared_ptr<OMStored> stored, std::shared_ptr<OMScope> scope,
-                            std::shared_ptr<const IObject> senderObj, std::shared_ptr<const IObject> destinationObj,
-                            const ReplyIds& replyIds, OpCode opCode);
+                            std::shared_ptr<const IObject> senderObj,
+                            std::shared_ptr<const IObject> destinationObj, const ReplyIds& replyIds,
+                            OpCode opCode);
 
     std::shared_ptr<const IObject> fSenderObj;
     std::shared_ptr<const IObject> fDestinationObj;

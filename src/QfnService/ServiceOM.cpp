@@ -156,9 +156,9 @@ bool ServiceOM::reply(const Request& request, bool success, const std::shared_pt
             std::shared_ptr<OMStored> outgoingMessageNode;
             ASSIGN(outgoingMessageNode, EvalThenSendMessageTask::buildReplyNode(ids, success, result));
             std::shared_ptr<IObject> resultMessage;
-            ASSIGN(resultMessage, Message::factoryFromSenderDestinationAddressOpCodeOMNode(
-                                      getAddressObj(), request.senderAddressObj, OpCode::EVAL_RESULT,
-                                      outgoingMessageNode));
+            ASSIGN(resultMessage,
+                   Message::factoryFromSenderDestinationAddressOpCodeOMNode(
+                       getAddressObj(), request.senderAddressObj, OpCode::EVAL_RESULT, outgoingMessageNode));
             IServiceHost* internalCoordinator = IServiceHost::get();
             SANITY_CHECK(internalCoordinator);
             SANITY_CHECK(internalCoordinator->queueMessage(resultMessage));
@@ -269,8 +269,9 @@ bool ServiceOM::evalScript(const Request& request)
             ids.clientSessionGUID = request.clientSessionGUID;
             ids.serviceSessionGUID = request.serviceSessionGUID;
             std::shared_ptr<Task> task;
-            ASSIGN(task, EvalThenSendMessageTask::factory(scriptOMNode, scope, getAddressObj(),
-                                                          request.senderAddressObj, ids, OpCode::EVAL_RESULT));
+            ASSIGN(task,
+                   EvalThenSendMessageTask::factory(scriptOMNode, scope, getAddressObj(),
+                                                    request.senderAddressObj, ids, OpCode::EVAL_RESULT));
             SANITY_CHECK(Task::startTask(task));
             retVal = true;
         } while (false);
@@ -297,8 +298,9 @@ bool ServiceOM::dataRequest(const Request& request)
             const std::shared_ptr<OMMap>& members = request.node->getMap();
             auto dataMember = members ? members->find("data") : OMMap::const_iterator();
             if (members && dataMember != members->end() && dataMember->second) {
-                data = dataMember->second->getType() == OMType::String ? dataMember->second->getString()
-                                                                      : OMAccessor::stringify(*dataMember->second);
+                data = dataMember->second->getType() == OMType::String
+                           ? dataMember->second->getString()
+                           : OMAccessor::stringify(*dataMember->second);
             }
             std::string reason;
             std::shared_ptr<OMScope> scope = scopeFor(request, reason);
@@ -311,9 +313,9 @@ bool ServiceOM::dataRequest(const Request& request)
             IServiceHost* internalCoordinator = IServiceHost::get();
             SANITY_CHECK(internalCoordinator);
             // A callBackID that nothing answers to is dropped by the coordinator, with its note.
-            internalCoordinator->handleDataRequest(request.senderAddressObj, callBackID, data,
-                                                   request.clientSequenceNr, -1, senderAddress->getAddressedGUID(),
-                                                   senderAddress->getUpstreamCoordinatorGUID(), scope);
+            internalCoordinator->handleDataRequest(
+                request.senderAddressObj, callBackID, data, request.clientSequenceNr, -1,
+                senderAddress->getAddressedGUID(), senderAddress->getUpstreamCoordinatorGUID(), scope);
             retVal = true;
         } while (false);
     } catch (std::exception& e) {

@@ -19,10 +19,10 @@ bool ServicePing::receiveMessage(std::shared_ptr<const IObject> messageObj)
             std::shared_ptr<const IObject> senderAddressObj;
             ASSIGN(senderAddressObj, message->getSenderAddressObj());
             if (message->getOpCode() == OpCode::PING) {
-                ASSIGN_CONST_TYPED(IMessage, pingMessage,
-                                   Message::factoryFromSenderDestinationAddressOpCodePayloadStr(
-                                       getAddressObj(), senderAddressObj, OpCode::PING_REPLY,
-                                       message->getPayloadStr()));
+                ASSIGN_CONST_TYPED(
+                    IMessage, pingMessage,
+                    Message::factoryFromSenderDestinationAddressOpCodePayloadStr(
+                        getAddressObj(), senderAddressObj, OpCode::PING_REPLY, message->getPayloadStr()));
                 IServiceHost* internalCoordinator = IServiceHost::get();
                 SANITY_CHECK(internalCoordinator);
                 SANITY_CHECK(internalCoordinator->queueMessage(pingMessage));

@@ -52,8 +52,10 @@ bool Service_abstract::attachChildObj(std::shared_ptr<const IObject> childObj)
             }
             if (auto child = std::dynamic_pointer_cast<IService>(writable(childObj))) {
                 if (!child->attachToParent(shared_from_this())) {
-                    if (childObj->getGUID()) detachRegisteredChildObj(childObj);
-                    else detachUnregisteredChildObj(childObj);
+                    if (childObj->getGUID())
+                        detachRegisteredChildObj(childObj);
+                    else
+                        detachUnregisteredChildObj(childObj);
                     break;
                 }
             }
@@ -255,8 +257,7 @@ bool Service_abstract::refreshChildIndexLookupTables() const
             // that giving a child its GUID does not change its index.
             std::vector<std::shared_ptr<IObject>> children;
             children.reserve(getChildCount());
-            for (const auto& entry : fRegisteredChildren) children.push_back(entry.second);
-            for (const auto& entry : fUnregisteredChildren) children.push_back(entry.second);
+            appendChildrenTo(children);
             std::sort(children.begin(), children.end(),
                       [](const auto& left, const auto& right) { return left->getID() < right->getID(); });
             bool allOK = true;
@@ -408,12 +409,12 @@ bool Service_abstract::deregisterObject()
             bool allOK = true;
             // Taken aside first: detaching changes the maps.
             std::vector<std::shared_ptr<IObject>> children;
-            for (const auto& entry : fRegisteredChildren) children.push_back(entry.second);
-            for (const auto& entry : fUnregisteredChildren) children.push_back(entry.second);
+            appendChildrenTo(children);
             for (const std::shared_ptr<IObject>& child : children) {
                 const bool isRegistered = child->getGUID() != nullptr;
                 if (!detachChildObj(child)) {
-                    LOG_ERROR(isRegistered ? "failed detachRegisteredChildObj" : "failed detachUnregisteredChildObj");
+                    LOG_ERROR(isRegistered ? "failed detachRegisteredChildObj"
+                                           : "failed detachUnregisteredChildObj");
                     allOK = false;
                 }
             }
@@ -494,8 +495,7 @@ void Service_abstract::timeslice_yielding(const std::shared_ptr<Task>& task, boo
                     break;
                 case SNAPSHOT_CHILDREN:
                     fTimesliceChildren.clear();
-                    for (const auto& entry : fRegisteredChildren) fTimesliceChildren.push_back(entry.second);
-                    for (const auto& entry : fUnregisteredChildren) fTimesliceChildren.push_back(entry.second);
+                    appendChildrenTo(fTimesliceChildren);
                     fTimesliceChildCount = fTimesliceChildren.size();
                     s.fState = FIRE_EVENTS;
                     break;
@@ -527,7 +527,8 @@ void Service_abstract::timeslice_yielding(const std::shared_ptr<Task>& task, boo
                         s.fState = kFinished;
                         break;
                     }
-                    std::shared_ptr<IObject> childServiceObj = fTimesliceChildren[--fTimesliceChildCount].lock();
+                    std::shared_ptr<IObject> childServiceObj =
+                        fTimesliceChildren[--fTimesliceChildCount].lock();
                     if (!childServiceObj) {
                         LOG_NOTE("no childServiceObj");
                         break;

@@ -61,6 +61,15 @@ protected:
     virtual bool refreshChildIndexInNameMap(const std::shared_ptr<IObject>& childObj) const;
 
 private:
+    // Every child, the registered ones first, appended as shared or weak pointers.
+    template <class Container>
+    void appendChildrenTo(Container& children) const
+    {
+        for (const auto& entry : fRegisteredChildren)
+            children.push_back(entry.second);
+        for (const auto& entry : fUnregisteredChildren)
+            children.push_back(entry.second);
+    }
     // The tables are rebuilt on the next lookup after a child came or went.
     bool ensureLookupTables() const;
 

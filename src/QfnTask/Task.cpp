@@ -671,7 +671,8 @@ void Task::deregisterAllTasks()
     tasks.clear();
 }
 
-std::shared_ptr<Task> Task::findParentTaskNamed(const char* className, bool& isKnown, std::weak_ptr<Task>& found)
+std::shared_ptr<Task> Task::findParentTaskNamed(const char* className, bool& isKnown,
+                                                std::weak_ptr<Task>& found)
 {
     if (isKnown) return found.lock();
     isKnown = true;
@@ -686,7 +687,8 @@ std::shared_ptr<Task> Task::findParentTaskNamed(const char* className, bool& isK
 
 std::shared_ptr<Task> Task::getParentCallNodeAsFunctionForDataReplyTask()
 {
-    return findParentTaskNamed("CallNodeAsFunctionForDataReplyTask", fParentCallNodeAsFunctionForDataReplyTaskKnown,
+    return findParentTaskNamed("CallNodeAsFunctionForDataReplyTask",
+                               fParentCallNodeAsFunctionForDataReplyTaskKnown,
                                fParentCallNodeAsFunctionForDataReplyTask);
 }
 

@@ -217,7 +217,8 @@ protected:
 
 private:
     // The walk of the three lookups above: the first task of that class name, this one first.
-    std::shared_ptr<Task> findParentTaskNamed(const char* className, bool& isKnown, std::weak_ptr<Task>& found);
+    std::shared_ptr<Task> findParentTaskNamed(const char* className, bool& isKnown,
+                                              std::weak_ptr<Task>& found);
     bool runOneLoopStep(int64_t availableMicroseconds);
     void runChildrenFromInside();
 

@@ -80,7 +80,7 @@ protected:
     std::shared_ptr<IObject> messageTo(std::shared_ptr<const IObject> receiver, OpCode opCode = OpCode::PING)
     {
         return Qfn::Message::factoryFromSenderDestinationAddressOpCodePayloadStr(fClient, std::move(receiver),
-                                                                                opCode, "{}");
+                                                                                 opCode, "{}");
     }
     static size_t heldBy(const std::string& siblingName)
     {
@@ -98,12 +98,14 @@ TEST_F(CoordinatorRouting, AnUnresolvableReceiverIsDiscardedWithoutFailing)
     auto message = messageTo(Qfn::InternalAddress::factoryFromIndices("net.quillfern.service.none/0"));
     ASSERT_TRUE(message);
     EXPECT_TRUE(coordinator()->relayMessage(message));
-    EXPECT_EQ(capture.countContaining("discarding message receiverAddress: qfn:////net.quillfern.service.none/0"), 1u);
+    EXPECT_EQ(
+        capture.countContaining("discarding message receiverAddress: qfn:////net.quillfern.service.none/0"),
+        1u);
     EXPECT_EQ(capture.countContaining("ERROR"), 0u);
 
     // A GUID address of a coordinator that no one here knows leads nowhere either.
     auto unknown = Qfn::LocalResolvedAddress::factoryFromGUIDs(Qfn::GUIDClass::randomFactory(),
-                                                              Qfn::GUIDClass::randomFactory());
+                                                               Qfn::GUIDClass::randomFactory());
     EXPECT_TRUE(coordinator()->relayMessage(messageTo(unknown)));
     EXPECT_EQ(capture.countContaining("ERROR"), 0u);
 }
@@ -117,20 +119,21 @@ TEST_F(CoordinatorRouting, OnlyMainTalksToSiblingsAndOnlyTheGatewayToOtherHosts)
         ScopedName name("net.quillfern.coordinator.other");
         QfnTest::LogCapture capture(2);
         // Sibling traffic of a coordinator that is not main goes to main.
-        EXPECT_TRUE(coordinator()->relayMessage(messageTo(
-            Qfn::LocalUnresolvedAddress::factoryFromCoordinatorNameIndices("net.quillfern.coordinator.third",
-                                                                           "default"))));
+        EXPECT_TRUE(coordinator()->relayMessage(
+            messageTo(Qfn::LocalUnresolvedAddress::factoryFromCoordinatorNameIndices(
+                "net.quillfern.coordinator.third", "default"))));
         EXPECT_EQ(heldBy(kMain), 1u);
         // Remote traffic of a coordinator that is not the gateway goes to the gateway, by way of main.
-        EXPECT_TRUE(coordinator()->relayMessage(messageTo(
-            Qfn::RemoteUnresolvedAddress::factoryFromCoordinatorNameIndicesHostName(kMain, "default",
-                                                                                    "far.example"))));
+        EXPECT_TRUE(coordinator()->relayMessage(
+            messageTo(Qfn::RemoteUnresolvedAddress::factoryFromCoordinatorNameIndicesHostName(
+                kMain, "default", "far.example"))));
         EXPECT_EQ(heldBy(kMain), 2u);
         EXPECT_EQ(heldBy("net.quillfern.coordinator.gateway"), 0u);
     }
     // Main itself hands remote traffic to the gateway's proxy when it is not the gateway.
-    EXPECT_TRUE(coordinator()->relayMessage(messageTo(
-        Qfn::RemoteUnresolvedAddress::factoryFromCoordinatorNameIndicesHostName(kMain, "default", "far.example"))));
+    EXPECT_TRUE(coordinator()->relayMessage(
+        messageTo(Qfn::RemoteUnresolvedAddress::factoryFromCoordinatorNameIndicesHostName(kMain, "default",
+                                                                                          "far.example"))));
     EXPECT_EQ(heldBy("net.quillfern.coordinator.gateway"), 1u);
     EXPECT_EQ(listener->fCount, 3);
     EXPECT_TRUE(coordinator()->attachDetachEventHandler(Qfn::AttachDetach::DETACH, "messageRelayed", "test",
@@ -153,11 +156,13 @@ TEST_F(CoordinatorRouting, TheGatewayDeliversForALocalNameHereAndAnswersOverTheG
     request.reset();
 
     ASSERT_TRUE(coordinator()->receiveGatewayMessageStr("198.18.0.2", wire));
-    EXPECT_TRUE(Qfn::InternalCoordinator::isLocalHost("GW-ALIAS.example")) << "the name the sender used is this host";
+    EXPECT_TRUE(Qfn::InternalCoordinator::isLocalHost("GW-ALIAS.example"))
+        << "the name the sender used is this host";
     EXPECT_EQ(coordinator()->getHostName(remoteCoordinator), "198.18.0.2");
     ASSERT_TRUE(runUntil([] { return gatewaySent.size() == 1; }));
     EXPECT_EQ(gatewaySent[0].first, "198.18.0.2");
-    auto reply = std::dynamic_pointer_cast<Qfn::IMessage>(Qfn::Data_abstract::deserializeFromStr(gatewaySent[0].second));
+    auto reply = std::dynamic_pointer_cast<Qfn::IMessage>(
+        Qfn::Data_abstract::deserializeFromStr(gatewaySent[0].second));
     ASSERT_TRUE(reply);
     EXPECT_EQ(reply->getOpCode(), OpCode::PING_REPLY);
     EXPECT_EQ(reply->getPayloadStr(), "{n: 1}");
@@ -207,11 +212,12 @@ TEST_F(CoordinatorRouting, IndexPathsResolveThroughTheServiceTree)
         << "there is one null service";
 
     // The two script services by name, and the sample's values in its scope.
-    auto sample = std::dynamic_pointer_cast<const Qfn::ServiceOM>(coordinator()->resolveAddress(
-        Qfn::Address_abstract::factoryFromURL("qfn:////sample", tail)));
+    auto sample = std::dynamic_pointer_cast<const Qfn::ServiceOM>(
+        coordinator()->resolveAddress(Qfn::Address_abstract::factoryFromURL("qfn:////sample", tail)));
     ASSERT_TRUE(sample);
     EXPECT_EQ(Qfn::OMAccessor(sample->getScope()).getString("abc"), "sampleValue");
-    auto defaultService = coordinator()->resolveAddress(Qfn::Address_abstract::factoryFromURL("qfn:////default", tail));
+    auto defaultService =
+        coordinator()->resolveAddress(Qfn::Address_abstract::factoryFromURL("qfn:////default", tail));
     ASSERT_TRUE(defaultService);
     EXPECT_EQ(defaultService, coordinator()->getChildByNameIndex("default", 0));
     EXPECT_EQ(coordinator()->resolveAddress(Qfn::InternalAddress::factoryFromIndices("")), coordinator());
@@ -238,13 +244,15 @@ TEST_F(CoordinatorRouting, ASiblingProxyHoldsABoundedNumberOfMessages)
 TEST_F(CoordinatorRouting, APipeMessageSignedWithThisCoordinatorsNameIsRefused)
 {
     auto fromSelf = Qfn::Message::factoryFromSenderDestinationAddressOpCodePayloadStr(
-        Qfn::LocalUnresolvedAddress::factoryFromCoordinatorNameIndices(Qfn::InternalCoordinator::getName(), "default"),
+        Qfn::LocalUnresolvedAddress::factoryFromCoordinatorNameIndices(Qfn::InternalCoordinator::getName(),
+                                                                       "default"),
         Qfn::InternalAddress::factoryFromIndices("net.quillfern.service.ping/0"), OpCode::PING, "{}");
     const std::string wire = Qfn::Data_abstract::serializeToStr(fromSelf);
     fromSelf.reset();
     ASSERT_FALSE(wire.empty());
-    EXPECT_TRUE(QfnTest::logsError(
-        "SANITY_CHECK failed: 'coordinatorNameAddress->getCoordinatorName() != fCoordinatorName' evaluates to false",
-        [&] { EXPECT_FALSE(coordinator()->receiveMessageStr(wire)); }));
+    EXPECT_TRUE(
+        QfnTest::logsError("SANITY_CHECK failed: 'coordinatorNameAddress->getCoordinatorName() != "
+                           "fCoordinatorName' evaluates to false",
+                           [&] { EXPECT_FALSE(coordinator()->receiveMessageStr(wire)); }));
     EXPECT_EQ(coordinator()->getMessageQueueSize(), 0u);
 }

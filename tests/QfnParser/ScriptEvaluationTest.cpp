@@ -6,8 +6,8 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "QfnParser/model/IOMNode.h"
 #include "QfnParser/expressions/OMExpression.h"
+#include "QfnParser/model/IOMNode.h"
 #include "QfnParser/model/OMScope.h"
 #include "QfnParser/model/OMStored.h"
 #include "QfnParser/tasks/script/EvalTask.h"
@@ -148,10 +148,12 @@ TEST_F(ScriptEvaluation, ControlFlow)
     EXPECT_EQ(valueOf("i = 0; do { i = i + 2 } while (i < 7); i"), "8");
     EXPECT_EQ(valueOf("s = 0; for (i = 0; i < 10; ++i) { s = s + i }; s"), "45");
     EXPECT_EQ(valueOf("i = 0; while (true) { i = i + 1; if (i == 5) { break } }; i"), "5");
-    EXPECT_EQ(valueOf("n = 0; for (i = 0; i < 3; ++i) { j = 0; while (1) { if (j == 2) { break }; ++j; ++n } }; n"),
-              "6");
-    EXPECT_EQ(valueOf("x = 2; if (x == 1) { y = 'one' } else if (x == 2) { y = 'two' } else { y = 'many' }; y"),
-              "\"two\"");
+    EXPECT_EQ(
+        valueOf("n = 0; for (i = 0; i < 3; ++i) { j = 0; while (1) { if (j == 2) { break }; ++j; ++n } }; n"),
+        "6");
+    EXPECT_EQ(
+        valueOf("x = 2; if (x == 1) { y = 'one' } else if (x == 2) { y = 'two' } else { y = 'many' }; y"),
+        "\"two\"");
     {
         QfnTest::ScriptResult result = runScript("a=10;return 'a';a=20");
         EXPECT_EQ(result.text(), "\"a\"");
@@ -159,8 +161,10 @@ TEST_F(ScriptEvaluation, ControlFlow)
     }
     // The conditional evaluates one side only; `&&` and `||` evaluate both.
     EXPECT_EQ(valueOf("n = 0; function f() { n = n + 1; return 1 }; r = true ? 5 : f(); [r, n]"), "[5, 0]");
-    EXPECT_EQ(valueOf("n = 0; function f() { n = n + 1; return true }; r = false && f(); s = true || f(); [r, s, n]"),
-              "[false, true, 2]");
+    EXPECT_EQ(
+        valueOf(
+            "n = 0; function f() { n = n + 1; return true }; r = false && f(); s = true || f(); [r, s, n]"),
+        "[false, true, 2]");
     EXPECT_EQ(valueOf("i = 0; while (i < 10) { if (i == 3) { return i * 100 }; ++i }; 'not here'"), "300");
 }
 
@@ -171,7 +175,8 @@ TEST_F(ScriptEvaluation, FunctionsAndScopes)
     EXPECT_EQ(valueOf("a = 11; function bla4(x) { return a + x }; b = bla4(2)"), "13");
     EXPECT_EQ(valueOf("function f(x, y) { return typeof y }; f(1)"), "\"undefined\"");
     EXPECT_EQ(valueOf("a = 1; function f() { var a = 5; return a }; f() + a"), "6");
-    EXPECT_EQ(valueOf("function fib(n) { if (n < 2) { return n }; return fib(n - 1) + fib(n - 2) }; fib(15)"), "610");
+    EXPECT_EQ(valueOf("function fib(n) { if (n < 2) { return n }; return fib(n - 1) + fib(n - 2) }; fib(15)"),
+              "610");
     EXPECT_EQ(valueOf("o = { n: 5, get: function() { return this.n } }; o.get()"), "5");
     EXPECT_EQ(valueOf("function count() { return arguments }; count(1, 'b')"), "[1, \"b\"]");
     // A parameter is a node of its own: assigning to it leaves the caller's variable alone,
@@ -208,8 +213,9 @@ TEST_F(ScriptEvaluation, UnaryOperatorsTypeofAndTruth)
     EXPECT_EQ(valueOf("[!true, !!true, !((! (!true))), ![1,2,3], !{'a':'b','c':'d'}, ! {a:'b',c:'d'}]"),
               "[false, true, false, false, false, false]");
     EXPECT_EQ(valueOf("[-+true, +-true, -true, -false, +'12']"), "[-1, -1, -1, 0, 12]");
-    EXPECT_EQ(valueOf("[typeof !1, typeof -1.2, typeof [], typeof null, typeof undefined, typeof 'x', typeof {}]"),
-              "[\"boolean\", \"number\", \"object\", \"object\", \"undefined\", \"string\", \"object\"]");
+    EXPECT_EQ(
+        valueOf("[typeof !1, typeof -1.2, typeof [], typeof null, typeof undefined, typeof 'x', typeof {}]"),
+        "[\"boolean\", \"number\", \"object\", \"object\", \"undefined\", \"string\", \"object\"]");
     EXPECT_EQ(valueOf("f = function() {}; typeof f"), "\"function\"");
     // A string of blanks is true in a condition; an empty one and an empty array are not.
     EXPECT_EQ(valueOf("[' ' ? 1 : 0, '' ? 1 : 0, 0.0 ? 1 : 0, NaN ? 1 : 0]"), "[1, 0, 0, 0]");
@@ -233,7 +239,8 @@ TEST_F(ScriptEvaluation, LanguageExamplesWithBuiltIns)
     const char* home = std::getenv("HOME");
     const Example examples[] = {
         {"a = 'abcde';b = a.substr(1,2);", "b", "\"bc\""},
-        {"a = { x : 1, y : 2, z : { x : 3, y : 4, p : { x : 8 } } };a.reference('*.+/x') = 9;b = a.z.x;", "b", "9"},
+        {"a = { x : 1, y : 2, z : { x : 3, y : 4, p : { x : 8 } } };a.reference('*.+/x') = 9;b = a.z.x;", "b",
+         "9"},
         {"s = sysInfo();h = '';if (s.isMac) {h = getEnv('HOME');}else if (s.isLinux) {h = getEnv('HOME');}"
          "else if (s.isWindows) {h = getEnv('USERPROFILE');}",
          "h", "\"" + std::string(home ? home : "") + "\""},
@@ -257,7 +264,8 @@ TEST(ScriptGrowth, GrowingAStringArrayOrMapTakesLinearTime)
 {
     const char* patterns[] = {
         "p = '0123456789abcdef'; p += p; p += p; s = ''; for (i = 0; i < N; ++i) { s += p }; s.length / 64",
-        "p = '0123456789abcdef'; p += p; p += p; s = ''; for (i = 0; i < N; ++i) { s = s + p }; s.length / 64",
+        "p = '0123456789abcdef'; p += p; p += p; s = ''; for (i = 0; i < N; ++i) { s = s + p }; s.length / "
+        "64",
         "a = []; for (i = 0; i < N; ++i) { a.push(i) }; a.length",
         "a = []; for (i = 0; i < N; ++i) { a[i] = i }; a.length",
         "m = {}; for (i = 0; i < N; ++i) { m['k' + i] = i }; size(m)",
@@ -266,7 +274,8 @@ TEST(ScriptGrowth, GrowingAStringArrayOrMapTakesLinearTime)
         script.replace(script.find('N'), 1, std::to_string(steps));
         const auto start = std::chrono::steady_clock::now();
         QfnTest::ScriptResult result = runScript(script);
-        const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        const double seconds =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         EXPECT_EQ(result.text(), std::to_string(steps)) << script;
         return seconds;
     };

@@ -1,6 +1,5 @@
 // The log service writes what LOG_* messages carry to its file, each line with a time stamp.
 #include <gtest/gtest.h>
-
 #include <unistd.h>
 
 #include <fstream>
@@ -41,7 +40,8 @@ TEST_F(ServiceLogMessages, LogOpcodesAreWrittenAndOthersRefused)
         EXPECT_EQ(capture.countContaining("unexpected opcode"), 1u);
     }
     const std::string text = fileText(path);
-    for (int n = 4; n <= 7; ++n) EXPECT_NE(text.find(" line " + std::to_string(n) + "\n"), std::string::npos) << text;
+    for (int n = 4; n <= 7; ++n)
+        EXPECT_NE(text.find(" line " + std::to_string(n) + "\n"), std::string::npos) << text;
     EXPECT_EQ(text.find("{}"), std::string::npos) << "a ping is not logged";
     EXPECT_TRUE(fClient->fReceived.empty()) << "the log service answers nothing";
     std::remove(path.c_str());

@@ -1,10 +1,10 @@
 // Requests queued in the process and routed by the real main round to the real services.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
 #include <set>
-#include <unistd.h>
 
 #include "QfnObject/GUIDClass.h"
 #include "QfnParser/model/OMScope.h"
@@ -61,7 +61,8 @@ TEST_F(ServiceOMRequests, PingIsAnsweredWithTheSamePayload)
 TEST_F(ServiceOMRequests, EvalAnswersWithItsResultAndEchoesTheRequestIds)
 {
     const std::string clientSession = Qfn::GUIDClass::randomFactory()->toString();
-    OMAccessor answer = eval("x = 1 + 2; x * 10", ", clientSequenceNr: 7, clientSessionId: " + enquote(clientSession));
+    OMAccessor answer =
+        eval("x = 1 + 2; x * 10", ", clientSequenceNr: 7, clientSessionId: " + enquote(clientSession));
     EXPECT_TRUE(answer.getBool("success"));
     EXPECT_EQ(answer.getInt("result"), 30);
     EXPECT_EQ(answer.getInt("clientSequenceNr"), 7);
@@ -71,15 +72,16 @@ TEST_F(ServiceOMRequests, EvalAnswersWithItsResultAndEchoesTheRequestIds)
     // Without a session each script has a fresh scope: x is gone, and the service's scope has none.
     OMAccessor second = eval("typeof(x)");
     EXPECT_EQ(second.getString("result"), "error") << "an unknown name";
-    auto service = std::dynamic_pointer_cast<Qfn::ServiceOM>(
-        coordinator()->getChildByNameIndex("default", 0));
+    auto service =
+        std::dynamic_pointer_cast<Qfn::ServiceOM>(coordinator()->getChildByNameIndex("default", 0));
     ASSERT_TRUE(service);
     EXPECT_EQ(OMAccessor(service->getScope()).getType("x"), OMType::Undefined);
 }
 
 TEST_F(ServiceOMRequests, ASessionKeepsVariablesUntilItIsClosed)
 {
-    const std::string clientSession = "{clientSessionId: " + enquote(Qfn::GUIDClass::randomFactory()->toString());
+    const std::string clientSession =
+        "{clientSessionId: " + enquote(Qfn::GUIDClass::randomFactory()->toString());
     OMAccessor opened = ask(OpCode::OPEN_SESSION, clientSession + ", clientSequenceNr: 1}");
     ASSERT_TRUE(opened.getBool("success"));
     ASSERT_EQ(opened.getType("serviceSessionId"), OMType::String);
@@ -146,8 +148,9 @@ TEST_F(ServiceOMRequests, AScriptThatYieldsDoesNotHoldUpOthers)
 TEST_F(ServiceOMRequests, AThousandQueuedEvalsAreAllAnsweredEachWithItsOwnNumber)
 {
     for (int n = 0; n < 1000; ++n) {
-        ASSERT_TRUE(send(kDefault, OpCode::EVAL,
-                         "{script: \"" + std::to_string(n) + " * 2\", clientSequenceNr: " + std::to_string(n) + "}"));
+        ASSERT_TRUE(
+            send(kDefault, OpCode::EVAL,
+                 "{script: \"" + std::to_string(n) + " * 2\", clientSequenceNr: " + std::to_string(n) + "}"));
     }
     ASSERT_TRUE(runUntil([&] { return countOf(OpCode::EVAL_RESULT) == 1000; }, 60000));
     std::set<int64_t> numbers;

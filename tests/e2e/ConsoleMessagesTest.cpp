@@ -15,8 +15,8 @@ TEST(ConsoleMessages, StdOutAndStdErrPrintOnTheCoordinatorsStreams)
     ProcessRunner folder({QFN_BINARY_PATH});
     const std::string path = folder.directory() + "/x.qfl";
     std::ofstream(path) << "stdOut(\"a\"); stdErr(\"b\"); output(\"c\")\n"
-                                                 "for (i = 0; i < 3; ++i) { stdOut(i); output('-') }\n"
-                                                 "stdOut({k: [1, 'two']})\n";
+                           "for (i = 0; i < 3; ++i) { stdOut(i); output('-') }\n"
+                           "stdOut({k: [1, 'two']})\n";
     ProcessRunner run({QFN_BINARY_PATH, "-f", path});
     ASSERT_TRUE(run.start());
     ASSERT_TRUE(run.waitForExit(20000ms)) << run.standardError();

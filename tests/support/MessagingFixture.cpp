@@ -69,8 +69,8 @@ bool MessagingFixture::send(const std::string& url, Qfn::OpCode opCode, const st
     std::string tail;
     std::shared_ptr<Qfn::IObject> receiver = Qfn::Address_abstract::factoryFromURL(url, tail);
     if (!receiver) return false;
-    auto message = Qfn::Message::factoryFromSenderDestinationAddressOpCodePayloadStr(fClient, receiver, opCode,
-                                                                                    payload);
+    auto message =
+        Qfn::Message::factoryFromSenderDestinationAddressOpCodePayloadStr(fClient, receiver, opCode, payload);
     return message && coordinator()->queueMessage(message);
 }
 
@@ -88,9 +88,8 @@ bool MessagingFixture::runUntil(const std::function<bool()>& test, int64_t deadl
 
 bool MessagingFixture::runUntilQuiet()
 {
-    return runUntil([] {
-        return coordinator()->getMessageQueueSize() == 0 && Qfn::Task::getActiveTasks().empty();
-    });
+    return runUntil(
+        [] { return coordinator()->getMessageQueueSize() == 0 && Qfn::Task::getActiveTasks().empty(); });
 }
 
 std::vector<std::shared_ptr<Qfn::OMStored>> MessagingFixture::payloadsOf(Qfn::OpCode opCode) const
@@ -105,7 +104,8 @@ std::vector<std::shared_ptr<Qfn::OMStored>> MessagingFixture::payloadsOf(Qfn::Op
 size_t MessagingFixture::countOf(Qfn::OpCode opCode) const
 {
     size_t count = 0;
-    for (const auto& message : fClient->fReceived) count += message->getOpCode() == opCode;
+    for (const auto& message : fClient->fReceived)
+        count += message->getOpCode() == opCode;
     return count;
 }
 

@@ -397,7 +397,8 @@ void OMExpressionLValueToken::ftn_stdErr_yielding(const std::shared_ptr<Task>& t
 
 void OMExpressionLValueToken::consoleText_yielding(const std::shared_ptr<Task>& task,
                                                    std::shared_ptr<IOMNode>& retVal,
-                                                   OMExpressionLValueResolution& resolution, bool isStdErr) const
+                                                   OMExpressionLValueResolution& resolution,
+                                                   bool isStdErr) const
 {
     struct LocalVariableState : virtual OMFunctionState {};
     enum : unsigned { SENT = 1 };

@@ -10,10 +10,10 @@
 #include "QfnCoordinator/InternalCoordinator.h"
 #include "QfnLogger/Log.h"
 #include "QfnParser/builtins/ScriptErrorLog.h"
-#include "QfnParser/streams/IOStreamPrompted.h"
-#include "QfnParser/streams/InputStreamString.h"
 #include "QfnParser/model/OMScope.h"
 #include "QfnParser/model/OMStored.h"
+#include "QfnParser/streams/IOStreamPrompted.h"
+#include "QfnParser/streams/InputStreamString.h"
 #include "QfnParser/streams/OpenedFile.h"
 #include "QfnParser/streams/OutputStreamString.h"
 #include "QfnParser/tasks/script/EvalTask.h"
@@ -84,20 +84,26 @@ using Lines = std::vector<std::string>;
 
 TEST_F(Builtins, Numbers)
 {
-    EXPECT_EQ(valueOf("[abs(-3), (-2.5).abs(), sqr(3), sqrt(16), 2.25.sqrt()]"), "[3, 2.500000, 9, 4, 1.500000]");
+    EXPECT_EQ(valueOf("[abs(-3), (-2.5).abs(), sqr(3), sqrt(16), 2.25.sqrt()]"),
+              "[3, 2.500000, 9, 4, 1.500000]");
     EXPECT_EQ(valueOf("sqrt(-1)"), "NaN");
-    EXPECT_EQ(valueOf("[isNaN('abc'), isNaN('12'), isNaN(NaN), isNaN(5), isNaN(1.5), isNaN([1]), isNaN(null)]"),
-              "[true, false, true, false, false, true, true]");
-    EXPECT_EQ(valueOf("[parseFloat('3.25xyz'), parseFloat(' -1e3'), parseFloat('x')]"), "[3.250000, -1000.000000, NaN]");
-    EXPECT_EQ(valueOf("[parseInt('12', 1), parseInt('ff', 16), parseInt('0x1A'), parseInt('3.7'), parseInt('abc')]"),
-              "[12, 255, 26, 3, NaN]");
+    EXPECT_EQ(
+        valueOf("[isNaN('abc'), isNaN('12'), isNaN(NaN), isNaN(5), isNaN(1.5), isNaN([1]), isNaN(null)]"),
+        "[true, false, true, false, false, true, true]");
+    EXPECT_EQ(valueOf("[parseFloat('3.25xyz'), parseFloat(' -1e3'), parseFloat('x')]"),
+              "[3.250000, -1000.000000, NaN]");
+    EXPECT_EQ(
+        valueOf(
+            "[parseInt('12', 1), parseInt('ff', 16), parseInt('0x1A'), parseInt('3.7'), parseInt('abc')]"),
+        "[12, 255, 26, 3, NaN]");
     EXPECT_EQ(valueOf("parseInt('12', 37)"), "NaN");
     EXPECT_TRUE(takeScriptErrors().empty());
 
     EXPECT_EQ(misuse("a = parseFloat(); b = 1; [a, b]", "[undefined, 1]"), Lines{"insufficient arguments"});
     EXPECT_EQ(misuse("a = parseFloat('1', '2'); [a, 2]", "[undefined, 2]"), Lines{"too many arguments"});
     EXPECT_EQ(misuse("a = parseInt(); [a, 3]", "[NaN, 3]"), Lines{"insufficient arguments"});
-    EXPECT_EQ(misuse("[abs(), sqrt()]", "[undefined, undefined]"), (Lines{"insufficient arguments", "insufficient arguments"}));
+    EXPECT_EQ(misuse("[abs(), sqrt()]", "[undefined, undefined]"),
+              (Lines{"insufficient arguments", "insufficient arguments"}));
 }
 
 TEST_F(Builtins, Text)
@@ -106,9 +112,10 @@ TEST_F(Builtins, Text)
     EXPECT_EQ(valueOf("toLowerCase('AbC' + 1)"), "\"abc1\"");
     EXPECT_EQ(valueOf("a = 'abcde'; [a.substr(1, 2), a.substr(1), a.substr(), a.substr(9), a.substr(-3, 2)]"),
               "[\"bc\", \"bcde\", \"abcde\", \"\", \"ab\"]");
-    EXPECT_EQ(valueOf("a = 'abcabc'; [a.indexOf('cab'), a.indexOf('b', 2), a.indexOf('b', 99), a.indexOf('x'),"
-                      " ''.indexOf('a'), a.indexOf('')]"),
-              "[2, 4, 1, -1, -1, -1]");
+    EXPECT_EQ(
+        valueOf("a = 'abcabc'; [a.indexOf('cab'), a.indexOf('b', 2), a.indexOf('b', 99), a.indexOf('x'),"
+                " ''.indexOf('a'), a.indexOf('')]"),
+        "[2, 4, 1, -1, -1, -1]");
     EXPECT_EQ(valueOf("[enquote('a\"b'), 'x'.enquote(\"'\"), enquote(12)]"),
               "[\"\\\"a\\\\\\\"b\\\"\", \"'x'\", \"\\\"12\\\"\"]");
     EXPECT_EQ(runScript("x = {b: [1, 'two'], a: 1.5}; x.toString()").value->getString(),
@@ -165,12 +172,15 @@ TEST_F(Builtins, Reference)
 
 TEST_F(Builtins, Paths)
 {
-    EXPECT_EQ(valueOf("[pathSegmentFromLeft('/Users/someone/Desktop', 1), pathSegmentFromLeft('/Users/someone/Desktop', 1, '\\\\'),"
-                      " pathSegmentFromRight('/a/b/c', 0), 'C:\\\\Users\\\\x'.pathSegmentFromLeft(0, '\\\\')]"),
-              "[\"Users\", \"\", \"c\", \"C:\"]");
+    EXPECT_EQ(
+        valueOf("[pathSegmentFromLeft('/Users/someone/Desktop', 1), "
+                "pathSegmentFromLeft('/Users/someone/Desktop', 1, '\\\\'),"
+                " pathSegmentFromRight('/a/b/c', 0), 'C:\\\\Users\\\\x'.pathSegmentFromLeft(0, '\\\\')]"),
+        "[\"Users\", \"\", \"c\", \"C:\"]");
     EXPECT_EQ(valueOf("['/a/b/c'.parentPath(), parentPath('c')]"), "[\"/a/b/\", \"\"]");
-    EXPECT_EQ(valueOf("[dirExists('" + fDir + "'), fileExists('" + fDir + "'), fileExists('" + fDir + "none')]"),
-              "[true, false, false]");
+    EXPECT_EQ(
+        valueOf("[dirExists('" + fDir + "'), fileExists('" + fDir + "'), fileExists('" + fDir + "none')]"),
+        "[true, false, false]");
     const char* home = std::getenv("HOME");
     EXPECT_EQ(runScript("getEnv('HOME')").value->getString(), home ? home : "");
     EXPECT_EQ(valueOf("getEnv('QFN_SURELY_NOT_SET_ANYWHERE')"), "\"\"");
@@ -186,12 +196,15 @@ TEST_F(Builtins, Files)
     EXPECT_EQ(valueOf("writeFile(" + quoted + ", 'one\\ntwo\\n')"), "true");
     EXPECT_EQ(valueOf("readFile(" + quoted + ")"), "\"one\\ntwo\\n\"");
     // Append, then read by delimiter, by count and to the end.
-    EXPECT_EQ(valueOf("f = fileOpen(" + quoted + ", ' Append '); w = fileWrite(f, 'three'); c = fileClose(f); [w, c]"),
+    EXPECT_EQ(valueOf("f = fileOpen(" + quoted +
+                      ", ' Append '); w = fileWrite(f, 'three'); c = fileClose(f); [w, c]"),
               "[true, true]");
-    EXPECT_EQ(valueOf("f = fileOpen(" + quoted + "); r = [fileRead(f, '\\n'), fileRead(f, 2), fileRead(f, '\\n'),"
+    EXPECT_EQ(valueOf("f = fileOpen(" + quoted +
+                      "); r = [fileRead(f, '\\n'), fileRead(f, 2), fileRead(f, '\\n'),"
                       " fileRead(f), fileRead(f)]; fileClose(f); r"),
               "[\"one\", \"tw\", \"o\", \"three\", \"\"]");
-    EXPECT_EQ(valueOf("f = fileOpen(" + quoted + ", 'w'); fileWrite(f, 12.5); fileClose(f); readFile(" + quoted + ")"),
+    EXPECT_EQ(valueOf("f = fileOpen(" + quoted + ", 'w'); fileWrite(f, 12.5); fileClose(f); readFile(" +
+                      quoted + ")"),
               "\"12.500000\"");
     // A relative path is read from the folder of the running script.
     {
@@ -203,14 +216,18 @@ TEST_F(Builtins, Files)
     EXPECT_TRUE(takeScriptErrors().empty());
 
     const size_t openBefore = OpenedFile::getOpenedFileCount();
-    EXPECT_EQ(misuse("f = fileOpen(" + quoted + "); fileClose(f); a = fileClose(f); b = fileRead(f); [a, b, 1]",
-                     "[undefined, undefined, 1]"),
-              (Lines{"file not open", "file not open"}));
-    EXPECT_EQ(misuse("[fileRead(0), fileWrite(-1, 'x'), fileClose(0), 2]", "[undefined, undefined, undefined, 2]"),
-              (Lines{"fileId <= 0", "fileId <= 0", "fileId <= 0"}));
-    EXPECT_EQ(misuse("f = fileOpen(" + quoted + ", 'x'); [f, 3]", "[undefined, 3]"), Lines{"unexpected file mode"});
-    EXPECT_EQ(misuse("r = fileOpen(" + quoted + "); w = fileOpen(" + quoted + ", 'a');"
-                     " o = [fileWrite(r, 'x'), fileRead(w)]; fileClose(r); fileClose(w); o",
+    EXPECT_EQ(
+        misuse("f = fileOpen(" + quoted + "); fileClose(f); a = fileClose(f); b = fileRead(f); [a, b, 1]",
+               "[undefined, undefined, 1]"),
+        (Lines{"file not open", "file not open"}));
+    EXPECT_EQ(
+        misuse("[fileRead(0), fileWrite(-1, 'x'), fileClose(0), 2]", "[undefined, undefined, undefined, 2]"),
+        (Lines{"fileId <= 0", "fileId <= 0", "fileId <= 0"}));
+    EXPECT_EQ(misuse("f = fileOpen(" + quoted + ", 'x'); [f, 3]", "[undefined, 3]"),
+              Lines{"unexpected file mode"});
+    EXPECT_EQ(misuse("r = fileOpen(" + quoted + "); w = fileOpen(" + quoted +
+                         ", 'a');"
+                         " o = [fileWrite(r, 'x'), fileRead(w)]; fileClose(r); fileClose(w); o",
                      "[undefined, undefined]"),
               (Lines{"file not opened for writing", "file not opened for read"}));
     EXPECT_EQ(misuse("[fileOpen(), fileRead(), fileWrite(1), writeFile('x'), 4]",
@@ -219,7 +236,8 @@ TEST_F(Builtins, Files)
     EXPECT_EQ(OpenedFile::getOpenedFileCount(), openBefore);
 
     // A file a script leaves open is flushed and closed with the process.
-    EXPECT_EQ(valueOf("f = fileOpen('" + fDir + "left-open.txt', 'w'); fileWrite(f, 'kept'); typeof f"), "\"number\"");
+    EXPECT_EQ(valueOf("f = fileOpen('" + fDir + "left-open.txt', 'w'); fileWrite(f, 'kept'); typeof f"),
+              "\"number\"");
     EXPECT_EQ(OpenedFile::getOpenedFileCount(), openBefore + 1);
     OpenedFile::closeAll();
     EXPECT_EQ(OpenedFile::getOpenedFileCount(), 0u);
@@ -247,7 +265,8 @@ TEST_F(Builtins, EvalAndEvalScript)
 {
     EXPECT_EQ(valueOf("r = eval('x = 5; x * 2'); [r, x]"), "[10, 5]");
     // Into a map: the script's variables are the map's members, and it reads the caller's.
-    EXPECT_EQ(valueOf("z = 3; m = {}; r = eval(m, 'w = z + 1; z = 0; w'); [r, m, z]"), "[4, { \"w\": 4, \"z\": 0 }, 3]");
+    EXPECT_EQ(valueOf("z = 3; m = {}; r = eval(m, 'w = z + 1; z = 0; w'); [r, m, z]"),
+              "[4, { \"w\": 4, \"z\": 0 }, 3]");
     Dirs::writeFile(fDir + "inc.qfl", "n = n + 1; p = scriptFilePath(); n * 100");
     EXPECT_EQ(valueOf("n = 1; r = evalScript('" + fDir + "inc.qfl'); [r, n, p, scriptFilePath()]"),
               "[200, 2, \"" + fDir + "inc.qfl\", \"\"]");
@@ -268,16 +287,19 @@ TEST_F(Builtins, EvalAndEvalScript)
 
 TEST_F(Builtins, ParseScriptRunsStatementByStatementInAScopeOfItsOwn)
 {
-    EXPECT_EQ(valueOf("c = 0; r = parseScript('a = 2; c = a * 21;\\nfor (i = 0; i < 3; ++i) { c = c + 1; }'); [r, c, typeof a]"),
+    EXPECT_EQ(valueOf("c = 0; r = parseScript('a = 2; c = a * 21;\\nfor (i = 0; i < 3; ++i) { c = c + 1; "
+                      "}'); [r, c, typeof a]"),
               "[true, 45, \"error\"]");
     EXPECT_EQ(misuse("r = parseScript(); [r, 1]", "[undefined, 1]"), Lines{"insufficient arguments"});
-    EXPECT_EQ(misuse("r = parseScript('1', 'sideways'); [r, 2]", "[undefined, 2]"), Lines{"unexpected parseScript option"});
+    EXPECT_EQ(misuse("r = parseScript('1', 'sideways'); [r, 2]", "[undefined, 2]"),
+              Lines{"unexpected parseScript option"});
     // A run that does not end in time gives false.
     int64_t start = Clock::nowNanoseconds();
     EXPECT_EQ(valueOf("parseScript('while (true) { }', 'timeOut', 30000)"), "false");
     EXPECT_GE(Clock::nowNanoseconds() - start, 30000000);
     // Without waiting: true at once, the callback has the outcome later.
-    QfnTest::ScriptResult result = runScript("done = 'no'; parseScript('y = 1', 'noWait', function(ok) { done = ok; })");
+    QfnTest::ScriptResult result =
+        runScript("done = 'no'; parseScript('y = 1', 'noWait', function(ok) { done = ok; })");
     EXPECT_EQ(result.text(), "true");
     for (int round = 0; round < 1000 && result.variable("done")->getType() != OMType::Bool; ++round) {
         int64_t budget = 10000;
@@ -289,10 +311,11 @@ TEST_F(Builtins, ParseScriptRunsStatementByStatementInAScopeOfItsOwn)
 TEST_F(Builtins, SysInfoAndCallBacks)
 {
     QfnTest::ScopedDataHome dataHome;
-    QfnTest::ScriptResult info = runScript("s = sysInfo(); [s.isLinux, s.isWindows, s.isMac, s.platform, s.pathSeparator,"
-                                           " s.version, s.buildNumber, s.pid, s.prompt, s.defaultTimeoutMicroseconds]");
-    EXPECT_EQ(info.text(), "[true, false, false, \"linux\", \"/\", \"0.1.1\", 1, " + std::to_string(::getpid()) +
-                               ", \"\\\"> \\\"\", 10000000]");
+    QfnTest::ScriptResult info = runScript(
+        "s = sysInfo(); [s.isLinux, s.isWindows, s.isMac, s.platform, s.pathSeparator,"
+        " s.version, s.buildNumber, s.pid, s.prompt, s.defaultTimeoutMicroseconds]");
+    EXPECT_EQ(info.text(), "[true, false, false, \"linux\", \"/\", \"0.1.1\", 1, " +
+                               std::to_string(::getpid()) + ", \"\\\"> \\\"\", 10000000]");
     auto sysInfo = info.variable("s");
     ASSERT_TRUE(sysInfo);
     EXPECT_EQ(sysInfo->getSize(), 49u);
@@ -301,7 +324,8 @@ TEST_F(Builtins, SysInfoAndCallBacks)
     EXPECT_EQ(sysInfo->getOMNode("sessionDataPath")->getString(),
               dataHome.path() + "net.quillfern/SessionData/" + InternalCoordinator::getName() + ".json");
     EXPECT_EQ(valueOf("setDataRequestCallBack('net.x.id', function(d) { return d; })"), "true");
-    const InternalCoordinator::DataRequestCallBack* callBack = InternalCoordinator::getDataRequestCallBack("net.x.id");
+    const InternalCoordinator::DataRequestCallBack* callBack =
+        InternalCoordinator::getDataRequestCallBack("net.x.id");
     ASSERT_NE(callBack, nullptr);
     EXPECT_EQ(callBack->fCallBackFunction->getType(), OMType::Function);
     EXPECT_TRUE(takeScriptErrors().empty());
@@ -330,7 +354,8 @@ TEST_F(Builtins, YieldSuspendsOnlyItsOwnTask)
         int64_t budget = 2000;
         Task::runActiveTasks(budget);
         std::shared_ptr<IOMNode> before, after, n;
-        if (scope->readMember("before", before) && !scope->readMember("after", after) && countScope->readMember("n", n))
+        if (scope->readMember("before", before) && !scope->readMember("after", after) &&
+            countScope->readMember("n", n))
             countWhileYielding = n->getInt();
     }
     ASSERT_TRUE(yielding->getIsTaskCompleted());
@@ -355,7 +380,8 @@ TEST_F(Builtins, ExitEndsTheScriptWhereItStands)
 
 TEST_F(Builtins, OutputAndStdInUseTheScriptsStream)
 {
-    auto input = InputStreamString::factory("line = stdIn()\nhello world\noutput('got ', line, '!')\nline2 = stdIn()\n");
+    auto input = InputStreamString::factory(
+        "line = stdIn()\nhello world\noutput('got ', line, '!')\nline2 = stdIn()\n");
     auto output = OutputStreamString::factory();
     auto stream = IOStreamPrompted::factory(input, output);
     stream->setPrompt(OMStored::factory(""));

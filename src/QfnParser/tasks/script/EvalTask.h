@@ -30,7 +30,6 @@ protected:
              HandleReturnValue handleReturnValue);
 
 private:
-
     std::shared_ptr<OMStored> fStored;
     std::shared_ptr<OMScope> fScope;
     HandleReturnValue fHandleReturnValue;
