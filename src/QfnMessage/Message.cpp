@@ -126,8 +126,13 @@ bool Message::serializeDeserializeContent(SerializeDeserialize serializeDeserial
                 // clang-format off
                 SANITY_CHECK(! serializer->atEnd());
                 // clang-format on
-                ASSIGN(fSenderAddressObj, Data_abstract::factoryFromTypePrefixedSerialized(serializerObj));
-                ASSIGN(fReceiverAddressObj, Data_abstract::factoryFromTypePrefixedSerialized(serializerObj));
+                // Addresses only, as the factories make: a cut address record reads as the missing value.
+                ASSIGN_CONST_TYPED(IAddress, senderAddress,
+                                   Data_abstract::factoryFromTypePrefixedSerialized(serializerObj));
+                ASSIGN_CONST_TYPED(IAddress, receiverAddress,
+                                   Data_abstract::factoryFromTypePrefixedSerialized(serializerObj));
+                fSenderAddressObj = std::move(senderAddress);
+                fReceiverAddressObj = std::move(receiverAddress);
                 const std::string opCodeStr = serializer->getString();
                 SANITY_CHECK(Utils::isNumeric(opCodeStr));
                 const long long opCodeValue = std::strtoll(opCodeStr.c_str(), nullptr, 10);
