@@ -73,10 +73,10 @@ bool EventSource::fireEvent(std::shared_ptr<IObject> eventObj)
                 ASSIGN_TYPED(IEventListener, eventListener, eventListenerIter->second.lock());
                 if (!eventListener->handleEvent(event->getName(), eventObj)) LOG_ERROR("handleEvent failed");
             }
-            // However the walk ended, the event leaves the firing without its source.
-            SANITY_CHECK(event->setEventSource(nullptr));
+            // A firing that failed leaves the source on the event: it tells where the failure was.
             if (!isWalkComplete) break;
             SANITY_CHECK(event->wasRootListenerCalled());
+            SANITY_CHECK(event->setEventSource(nullptr));
             retVal = true;
         } while (false);
     } catch (std::exception& e) {

@@ -101,8 +101,7 @@ TEST_F(EventSourceTest, AFailingListenerIsLoggedAndTheWalkGoesOn)
     EXPECT_EQ(capture.countContaining("handleEvent failed"), 2u);
 }
 
-// An event outside a firing has no source, however the firing ended: a source left behind could
-// be dead by the time anyone looks.
+// A firing that failed keeps its source on the event, which tells where it failed.
 TEST_F(EventSourceTest, AFiringFailsWhenNoListenerReachedTheBaseOrOneIsGone)
 {
     auto source = TestEventSource::make();
@@ -115,7 +114,7 @@ TEST_F(EventSourceTest, AFiringFailsWhenNoListenerReachedTheBaseOrOneIsGone)
     EXPECT_FALSE(source->fireEvent(dummy));
     EXPECT_TRUE(capture.hasLineEndingWith(
         "SANITY_CHECK failed: 'event->wasRootListenerCalled()' evaluates to false"));
-    EXPECT_EQ(dummy->getEventSource(), nullptr);
+    EXPECT_EQ(dummy->getEventSource(), static_cast<Qfn::IEventSource*>(source.get()));
 
     // Listeners are held weakly: one that died makes the firing fail.
     std::weak_ptr<RecordingListener> watched = listener;
@@ -124,7 +123,7 @@ TEST_F(EventSourceTest, AFiringFailsWhenNoListenerReachedTheBaseOrOneIsGone)
     EXPECT_FALSE(source->fireEvent(dummy));
     EXPECT_TRUE(capture.hasLineEndingWith(
         "ASSIGN_TYPED failed: 'IEventListener eventListener = eventListenerIter->second.lock();'"));
-    EXPECT_EQ(dummy->getEventSource(), nullptr);
+    EXPECT_EQ(dummy->getEventSource(), static_cast<Qfn::IEventSource*>(source.get()));
 }
 
 TEST_F(EventSourceTest, HandlersAttachedOrDetachedDuringAFiringCountFromTheNextOne)
