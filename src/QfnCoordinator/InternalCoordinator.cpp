@@ -173,6 +173,14 @@ bool InternalCoordinator::createServices()
             for (const std::shared_ptr<IObject>& child : children)
                 allAttached = attachChildObj(child) && allAttached;
             SANITY_CHECK(allAttached);
+            // Every service gets its GUID and address now, as the coordinator does: the first
+            // message to or from one finds them made.
+            bool allAddressed = getAddressObj() != nullptr;
+            for (const std::shared_ptr<IObject>& child : children) {
+                auto service = std::dynamic_pointer_cast<IService>(child);
+                allAddressed = service && service->getAddressObj() && allAddressed;
+            }
+            SANITY_CHECK(allAddressed);
             retVal = true;
         } while (false);
     } catch (std::exception& e) {

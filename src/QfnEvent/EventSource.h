@@ -20,6 +20,8 @@ public:
                                   std::shared_ptr<IEventListener> eventListener) override;
     // Calls every listener of the event's name; a listener may attach and detach while it runs.
     bool fireEvent(std::shared_ptr<IObject> eventObj) override;
+    // Whether any listener is attached for the name: an event nobody hears need not be made.
+    bool hasEventHandlers(const std::string& eventName) const { return fEventNameMap->count(eventName) != 0; }
 
 protected:
     EventSource() = default;

@@ -358,6 +358,10 @@ std::shared_ptr<IObject> Service_abstract::getAddressObj() const
     std::shared_ptr<IObject> retVal;
     try {
         do {
+            if (fAddressObj) {
+                retVal = fAddressObj;
+                break;
+            }
             IAddressHost* host = IAddressHost::getAvailable();
             SANITY_CHECK(host);
             GUIDClass* guid = nullptr;
@@ -365,6 +369,8 @@ std::shared_ptr<IObject> Service_abstract::getAddressObj() const
             GUIDClass* coordinatorGUID = nullptr;
             ASSIGN(coordinatorGUID, host->createGUID());
             ASSIGN(retVal, LocalResolvedAddress::factoryFromGUIDs(guid, coordinatorGUID));
+            // An address never changes once made: the GUIDs are the service's and its coordinator's.
+            fAddressObj = retVal;
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);
@@ -407,6 +413,7 @@ bool Service_abstract::deregisterObject()
     try {
         do {
             bool allOK = true;
+            fAddressObj.reset();
             // Taken aside first: detaching changes the maps.
             std::vector<std::shared_ptr<IObject>> children;
             appendChildrenTo(children);
@@ -450,6 +457,10 @@ bool Service_abstract::receiveMessage(std::shared_ptr<const IObject> messageObj)
     bool retVal = false;
     try {
         do {
+            if (!hasEventHandlers("messageReceived")) {
+                retVal = messageObj != nullptr;
+                break;
+            }
             ASSIGN_TYPED(IEvent, event, Event::factoryFromNamePayload("messageReceived", messageObj));
             SANITY_CHECK(this->fireEvent(event));
             retVal = true;

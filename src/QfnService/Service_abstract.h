@@ -84,6 +84,7 @@ private:
     std::vector<std::weak_ptr<IObject>> fTimesliceChildren;
     uint64_t fTimesliceChildCount = 0;
     std::weak_ptr<IObject> fParent;
+    mutable std::shared_ptr<IObject> fAddressObj;
 };
 
 }  // namespace Qfn
