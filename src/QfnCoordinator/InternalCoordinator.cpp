@@ -81,6 +81,8 @@ int64_t InternalCoordinator::fInternalCoordinatorTimesliceMicroseconds =
     ITaskHost::kDefaultTimesliceMicroseconds;
 int64_t InternalCoordinator::fDefaultTimeoutMicroseconds = ITaskHost::kDefaultTimeoutMicroseconds;
 int64_t InternalCoordinator::fRemoteTimeoutMicroseconds = 2000000;
+std::string InternalCoordinator::fGatewayPort = "9888";
+int64_t InternalCoordinator::fGatewayIdleMicroseconds = 300000000;
 int64_t InternalCoordinator::fInterCoordinatorPipeWaitTimeMicroseconds = 7000000;
 int64_t InternalCoordinator::fInterCoordinatorTestTimeMicroseconds = 7000000;
 int64_t InternalCoordinator::fMaxWaitMessageDropMicroseconds = 300000000;

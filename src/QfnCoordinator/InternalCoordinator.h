@@ -97,6 +97,11 @@ public:
     static bool attachSleepLockFromQuillfernThread();
     static bool releaseSleepLockFromQuillfernThread();
     static std::mutex& getSleepQuillfernMutex();
+    // Ends the event loop's sleep at once; any thread may call it after handing work over.
+    static void wakeEventLoop();
+    // What reads in, on the coordinator thread, the lines that the gateway's sockets received.
+    using GatewayInputMethod = bool (*)();
+    static void setGatewayInputMethod(GatewayInputMethod method);
     // Serves the coordinator thread's first hold of the sleep mutex, taken before the loop starts.
     static void noteSleepLockHeldByThisThread();
 
@@ -178,6 +183,9 @@ public:
     static int64_t getDelayQuitMicroseconds() { return fDelayQuitMicroseconds; }
     static int64_t getDefaultTimeoutMicroseconds() { return fDefaultTimeoutMicroseconds; }
     static int64_t getRemoteTimeoutMicroseconds() { return fRemoteTimeoutMicroseconds; }
+    // The TCP port a gateway listens on and connects to; how long a connection may stay unused.
+    static const std::string& getGatewayPort() { return fGatewayPort; }
+    static int64_t getGatewayIdleMicroseconds() { return fGatewayIdleMicroseconds; }
     static int64_t getInterCoordinatorPipeWaitTimeMicroseconds()
     {
         return fInterCoordinatorPipeWaitTimeMicroseconds;
@@ -260,6 +268,8 @@ public:
     // Learns the host, and the coordinator name when one is given, behind a sender's upstream GUID.
     bool registerSenderAddressObj(std::shared_ptr<const IObject> senderAddressObj,
                                   const std::string& coordinatorName = std::string());
+    // A gateway connection that went away: the coordinators that wrote over it are forgotten.
+    static void forgetSenderHost(const std::string& hostName);
     size_t getMessageQueueSize() const { return fMessageQueue.size(); }
     // Sends a script's stdOut/stdErr text to its console: the requester of the script's request,
     // else this coordinator.
@@ -379,6 +389,8 @@ private:
     static int64_t fInternalCoordinatorTimesliceMicroseconds;
     static int64_t fDefaultTimeoutMicroseconds;
     static int64_t fRemoteTimeoutMicroseconds;
+    static std::string fGatewayPort;
+    static int64_t fGatewayIdleMicroseconds;
     static int64_t fInterCoordinatorPipeWaitTimeMicroseconds;
     static int64_t fInterCoordinatorTestTimeMicroseconds;
     static int64_t fMaxWaitMessageDropMicroseconds;

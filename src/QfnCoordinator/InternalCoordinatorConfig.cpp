@@ -340,6 +340,8 @@ bool InternalCoordinator::readConfigSettings()
             readInt("maxWaitPipeReappearMicroseconds", fMaxWaitPipeReappearMicroseconds);
             readText("remoteCoordinator", fRemoteCoordinatorURL);
             readInt("remoteTimeoutMicroseconds", fRemoteTimeoutMicroseconds);
+            readText("gatewayPort", fGatewayPort);
+            readInt("gatewayIdleMicroseconds", fGatewayIdleMicroseconds);
             readInt("scanActiveSiblingsIntervalMicroseconds", fScanActiveSiblingsIntervalMicroseconds);
             readInt("scanConfigSiblingsIntervalMicroseconds", fScanConfigSiblingsIntervalMicroseconds);
             readInt("scanNamedPipeSiblingsIntervalMicroseconds", fScanNamedPipeSiblingsIntervalMicroseconds);

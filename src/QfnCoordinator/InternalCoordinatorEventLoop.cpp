@@ -1,4 +1,6 @@
+#include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <limits>
 #include <thread>
 
@@ -28,7 +30,49 @@ namespace {
 // The end of a loop that runs until its main task ends: later than any reading of the clock.
 constexpr int64_t kNoEndTime = std::numeric_limits<int64_t>::max();
 
+// How another thread ends the coordinator thread's sleep: a flag, and a condition to wait on.
+struct Wake {
+    std::mutex mutex;
+    std::condition_variable condition;
+    bool isRequested = false;
+};
+
+Wake& wake()
+{
+    static Wake instance;
+    return instance;
+}
+
+std::atomic<InternalCoordinator::GatewayInputMethod> gGatewayInputMethod{nullptr};
+
+// Sleeps for the time given, or less when another thread has work for the coordinator thread; true
+// when it was woken.
+bool sleepUnlessWoken(int64_t sleepMicroseconds)
+{
+    Wake& w = wake();
+    std::unique_lock<std::mutex> lock(w.mutex);
+    w.condition.wait_for(lock, std::chrono::microseconds(sleepMicroseconds), [&] { return w.isRequested; });
+    const bool isWoken = w.isRequested;
+    w.isRequested = false;
+    return isWoken;
+}
+
 }  // namespace
+
+void InternalCoordinator::wakeEventLoop()
+{
+    Wake& w = wake();
+    {
+        std::lock_guard<std::mutex> lock(w.mutex);
+        w.isRequested = true;
+    }
+    w.condition.notify_one();
+}
+
+void InternalCoordinator::setGatewayInputMethod(GatewayInputMethod method)
+{
+    gGatewayInputMethod = method;
+}
 
 std::mutex& InternalCoordinator::getSleepQuillfernMutex()
 {
@@ -166,16 +210,19 @@ bool InternalCoordinator::runEventLoop(int64_t timesliceMicroseconds, const std:
                 if (Task::takeSliceBudgetExhausted())
                     internalCoordinator->reportMessagingActivityInEventLoop();
                 int64_t sleepMicroseconds = getEventLoopSleepMicrosecondsForMainTask();
+                bool woken = false;
                 sleepMutex.unlock();
                 if (sleepMicroseconds != 0) {
                     now = Clock::nowNanoseconds();
                     if (now < endTime) {
                         int64_t wake = now + sleepMicroseconds * 1000;
                         if (endTime < wake) sleepMicroseconds = (wake - endTime) / 1000;
-                        std::this_thread::sleep_for(std::chrono::microseconds(sleepMicroseconds));
+                        if (sleepUnlessWoken(sleepMicroseconds)) woken = true;
                     }
                 }
                 sleepMutex.lock();
+                // Work handed over by another thread is activity: the loop spins again for a while.
+                if (woken) internalCoordinator->reportMessagingActivityInEventLoop();
             }
             retVal = true;
         } while (false);
@@ -238,6 +285,11 @@ bool InternalCoordinator::handleMessagingTimeslice()
         do {
             bool result = Pipes::timeslice();
             EXPECTED(result);
+            // Lines that the gateway's sockets handed over are read in before the queue is routed.
+            if (GatewayInputMethod takeGatewayInput = gGatewayInputMethod.load()) {
+                result = takeGatewayInput();
+                EXPECTED(result);
+            }
             if (fIsInitDone) {
                 result = monitorNamedPipe();
                 EXPECTED(result);

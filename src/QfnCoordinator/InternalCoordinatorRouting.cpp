@@ -304,8 +304,8 @@ bool InternalCoordinator::receiveGatewayMessageStr(const std::string& remoteIPAd
             GUIDClass* addressedGUID = senderGUIDAddress->getAddressedGUID();
             GUIDClass* upstreamCoordinatorGUID = senderGUIDAddress->getUpstreamCoordinatorGUID();
             SANITY_CHECK(addressedGUID && upstreamCoordinatorGUID);
-            if (!fSenderHostNames.count(upstreamCoordinatorGUID))
-                fSenderHostNames[upstreamCoordinatorGUID] = remoteIPAddress;
+            // Answers go back over the connection the coordinator last wrote from.
+            fSenderHostNames[upstreamCoordinatorGUID] = remoteIPAddress;
             std::shared_ptr<IObject> senderAddress;
             ASSIGN(senderAddress,
                    RemoteResolvedAddress::factoryFromGUIDs(addressedGUID, upstreamCoordinatorGUID));
@@ -415,6 +415,18 @@ std::shared_ptr<const IObject> InternalCoordinator::resolveAddress(std::shared_p
         LOG_THROWS(e);
     }
     return retVal;
+}
+
+void InternalCoordinator::forgetSenderHost(const std::string& hostName)
+{
+    for (auto entry = fSenderHostNames.begin(); entry != fSenderHostNames.end();) {
+        if (entry->second == hostName) {
+            fSenderCoordinatorNames.erase(entry->first);
+            entry = fSenderHostNames.erase(entry);
+        } else {
+            ++entry;
+        }
+    }
 }
 
 }  // namespace Qfn

@@ -80,6 +80,8 @@ std::shared_ptr<OMStored> InternalCoordinator::buildSysInfo()
             SANITY_CHECK(info.set("maxWaitMessageDropMicroseconds", fMaxWaitMessageDropMicroseconds));
             SANITY_CHECK(info.set("maxWaitPipeReappearMicroseconds", fMaxWaitPipeReappearMicroseconds));
             SANITY_CHECK(info.set("remoteTimeoutMicroseconds", fRemoteTimeoutMicroseconds));
+            SANITY_CHECK(info.set("gatewayPort", fGatewayPort));
+            SANITY_CHECK(info.set("gatewayIdleMicroseconds", fGatewayIdleMicroseconds));
             SANITY_CHECK(info.set("sleepWaitForPipeMicroseconds", fSleepWaitForPipeMicroseconds));
             SANITY_CHECK(info.set("sleepStalledPipeMicroseconds", fSleepStalledPipeMicroseconds));
             SANITY_CHECK(info.set("killStalledPipeMicroseconds", fKillStalledPipeMicroseconds));

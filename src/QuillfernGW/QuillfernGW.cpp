@@ -1,5 +1,6 @@
 #include "QuillfernGW/QuillfernGW.h"
 
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -22,12 +23,31 @@ namespace Qfn {
 
 namespace {
 
-// Hands a serialized message to the connection of its host, as one line ended by a carriage return.
+// Hands a serialized message to the connection of its host, as one escaped line ended by a
+// carriage return.
 void gatewaySend(const std::string& host, const std::string& message)
 {
-    std::string line = message;
+    std::string line = Utils::escapeIPC(message);
     line += '\r';
     SocketEntry::sendToHost(host, line);
+}
+
+// When the coordinator starts terminating the gateway takes no more connections nor lines.
+void stopTakingConnections()
+{
+    static bool isStopped = false;
+    if (isStopped) return;
+    isStopped = true;
+    SocketEntry::setIsTakingInput(false);
+    stopListeners();
+}
+
+// The gateway's end: replies already owed are sent for a while, then every connection and thread ends.
+void closeGateway()
+{
+    stopTakingConnections();
+    InternalCoordinator::setGatewayInputMethod(nullptr);
+    SocketEntry::closeAll(std::chrono::milliseconds(2000));
 }
 
 bool runServerLoopPasses(const std::shared_ptr<InternalCoordinator>& internalCoordinator)
@@ -43,7 +63,8 @@ bool runServerLoopPasses(const std::shared_ptr<InternalCoordinator>& internalCoo
             break;
         }
         SocketEntry::startPendingWriteThreads();
-        SocketEntry::sweep();
+        SocketEntry::sweep(&InternalCoordinator::forgetSenderHost);
+        if (InternalCoordinator::isTerminating()) stopTakingConnections();
         bool replenished = true;
         for (size_t serverDefinitionIdx = 0; serverDefinitionIdx < gServerDefinitionVector.size();
              ++serverDefinitionIdx) {
@@ -76,9 +97,15 @@ bool serverLoop()
             std::shared_ptr<InternalCoordinator> internalCoordinator;
             ASSIGN(internalCoordinator,
                    std::dynamic_pointer_cast<Qfn::InternalCoordinator>(Qfn::InternalCoordinator::factory()));
-            internalCoordinator->setGatewaySendMethod(gatewaySend);
             SANITY_CHECK(startListener());
+            // Only the process that holds the port is the gateway; the others route remote traffic to it.
+            if (!gServerDefinitionVector.empty()) {
+                SocketEntry::setIsTakingInput(true);
+                InternalCoordinator::setGatewayInputMethod(&takeGatewayInput);
+                internalCoordinator->setGatewaySendMethod(gatewaySend);
+            }
             retVal = runServerLoopPasses(internalCoordinator);
+            closeGateway();
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);

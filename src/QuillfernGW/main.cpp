@@ -1,3 +1,6 @@
 #include "QuillfernGW/QuillfernGW.h"
 
-int main(int argc, char** argv) { return Qfn::main(argc, argv); }
+int main(int argc, char** argv)
+{
+    return Qfn::main(argc, argv);
+}
