@@ -25,6 +25,8 @@ namespace {
 // Lines waiting for the coordinator thread; a connection that sends faster than they are taken
 // waits (and so does its peer, by TCP) while this many bytes wait.
 constexpr size_t kMaxInputBytes = 64 * 1024 * 1024;
+// Answers waiting to be sent to one connection.
+constexpr size_t kMaxOutgoingBytes = 64 * 1024 * 1024;
 
 struct Table {
     std::mutex mutex;
@@ -150,10 +152,23 @@ void SocketEntry::sendToHost(const std::string& hostName, const std::string& lin
 
 void SocketEntry::write(const std::string& line)
 {
+    bool isOverfull = false;
     {
         std::lock_guard<std::mutex> lock(fWriteMutex);
         if (fAbandoned || fStopWriting) return;
-        fOutgoing.push_back(line);
+        // A peer that does not read its answers is let go before they pile up without end.
+        isOverfull = fOutgoingBytes + line.size() > kMaxOutgoingBytes;
+        if (!isOverfull) {
+            fOutgoing.push_back(line);
+            fOutgoingBytes += line.size();
+        }
+    }
+    if (isOverfull) {
+        LOG_WARNING(Utils::stringWithFormat("%s does not read its answers: connection dropped", fKey.c_str()));
+        abandon();
+        const int socket = fSocket.load();
+        if (socket >= 0) ::shutdown(socket, SHUT_RDWR);
+        return;
     }
     fWriteCondition.notify_one();
 }
@@ -316,6 +331,7 @@ void SocketEntry::writeLoop()
                     text += fOutgoing.front();
                     fOutgoing.pop_front();
                 }
+                fOutgoingBytes = 0;
                 fIsWriting = true;
             }
             const bool isSent = sendAll(text);

@@ -81,6 +81,7 @@ private:
     std::mutex fWriteMutex;
     std::condition_variable fWriteCondition;
     std::deque<std::string> fOutgoing;
+    size_t fOutgoingBytes = 0;
     bool fIsWriting = false;
     bool fStopWriting = false;
     LineSplitter fSplitter;

@@ -74,8 +74,10 @@ bool ProcessRunner::spawn(bool inTerminal)
     std::filesystem::create_directories(home + "/.local/share");
     std::vector<std::string> environment = {"HOME=" + home, "XDG_DATA_HOME=" + home + "/.local/share",
                                             "TMPDIR=" + fDirectory, "PATH=/usr/bin:/bin"};
-    if (const char* asanOptions = std::getenv("ASAN_OPTIONS"))
-        environment.push_back(std::string("ASAN_OPTIONS=") + asanOptions);
+    for (const char* sanitizerOptions : {"ASAN_OPTIONS", "TSAN_OPTIONS"}) {
+        if (const char* value = std::getenv(sanitizerOptions))
+            environment.push_back(std::string(sanitizerOptions) + "=" + value);
+    }
     // A further entry replaces one of the same name.
     for (const std::string& extra : fExtraEnvironment) {
         std::string name = extra.substr(0, extra.find('=') + 1);
