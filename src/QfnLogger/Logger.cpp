@@ -90,15 +90,24 @@ void Logger::log(const char* tag, const char*, uint32_t, const char* function, c
     line += function ? function : "";
     line += ' ';
     line += message ? message : "";
-    if (fIsHolding) {
+    std::lock_guard<std::mutex> lock(fMutex);
+    if (fIsHolding && std::this_thread::get_id() == fHoldingThread) {
         fHeldLines.push_back(std::move(line));
         return;
     }
     writeLine(line);
 }
 
+void Logger::holdLines()
+{
+    std::lock_guard<std::mutex> lock(fMutex);
+    fIsHolding = true;
+    fHoldingThread = std::this_thread::get_id();
+}
+
 void Logger::releaseHeldLines(bool write)
 {
+    std::lock_guard<std::mutex> lock(fMutex);
     fIsHolding = false;
     if (write) {
         for (const std::string& line : fHeldLines)

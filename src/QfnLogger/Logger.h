@@ -1,7 +1,9 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "QfnLogger/ILogger.h"
@@ -46,7 +48,8 @@ public:
     void setIsLogScriptError(bool value) override { fIsLogScriptError = value; }
     void setIsLogTiming(bool value) override;
     void setTimingLogFile(const std::string& path) override { fTimingLogFile = path; }
-    void holdLines() override { fIsHolding = true; }
+    // Holds the lines of the calling thread only: other threads' lines are never held with them.
+    void holdLines() override;
     void releaseHeldLines(bool write) override;
 
     // The date and time of a log line, "%d-%m-%Y %H:%M:%S" in local time.
@@ -70,6 +73,9 @@ private:
     std::string fTimingLogFile;
     std::vector<LogListener> fLogListeners;
     bool fIsHolding = false;
+    std::thread::id fHoldingThread;
+    // Lines come from any thread: one is written (and counted by the repeat filter) at a time.
+    std::mutex fMutex;
     std::vector<std::string> fHeldLines;
     RepeatFilter fRepeats;
 };

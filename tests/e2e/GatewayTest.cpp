@@ -198,6 +198,12 @@ TEST(Gateway, MalformedLinesAreDroppedAndGoodOnesAnswered)
     ASSERT_NE(opCodeAt, std::string::npos);
     notNumeric.replace(opCodeAt, 4, "\nxy");
     bad.push_back(Qfn::Utils::escapeIPC(notNumeric));
+    // A class that is no data value where an address stands: not built from the wire.
+    std::string notData = Qfn::Utils::unescapeIPC(good);
+    const size_t senderAt = notData.find("\nLocalResolvedAddress\n");
+    ASSERT_NE(senderAt, std::string::npos);
+    notData.replace(senderAt + 1, std::string("LocalResolvedAddress").size(), "InternalCoordinator");
+    bad.push_back(Qfn::Utils::escapeIPC(notData));
     std::string deep = client.wireText(
         OpCode::EVAL, "default", "{script: \"" + std::string(100000, '[') + std::string(100000, ']') + "\"}");
     bad.push_back(deep);
@@ -249,7 +255,7 @@ TEST(Gateway, AStalledConnectionIsSweptWhileOthersAreServed)
     while (std::chrono::steady_clock::now() - start < 1500ms) {
         ASSERT_TRUE(busy.send(OpCode::PING, "net.quillfern.service.ping", "{k: 2}"));
         auto answer = busy.receive(5000ms);
-        ASSERT_TRUE(answer);
+        ASSERT_TRUE(answer) << gateway.process().standardError();
         EXPECT_EQ(answer->getPayloadStr(), "{k: 2}");
     }
     // The stalled connection was swept: the gateway closed it.
@@ -309,4 +315,24 @@ TEST(Gateway, AnInterruptWhileClientsSendEndsTheProcessCleanlyAndSoon)
     for (std::thread& thread : threads)
         thread.join();
     gateway.expectCleanEnd();
+}
+
+TEST(Gateway, APortHeldByAnotherProgramIsSkipped)
+{
+    const int port = GatewayClient::freePort();
+    const int holder = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    ASSERT_EQ(::bind(holder, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(::listen(holder, 1), 0);
+    Gateway gateway("", port);
+    ASSERT_TRUE(gateway.start());
+    ASSERT_TRUE(ProcessRunner::waitFor(
+        [&] { return gateway.process().standardError().find("bindResult == -1") != std::string::npos; },
+        10000ms));
+    EXPECT_FALSE(gateway.process().waitForExit(200ms)) << "it runs on";
+    ASSERT_TRUE(gateway.stop());
+    ::close(holder);
+    gateway.expectCleanEnd("bindResult");
 }
