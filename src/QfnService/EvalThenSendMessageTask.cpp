@@ -6,6 +6,7 @@
 #include "QfnParser/model/OMScope.h"
 #include "QfnParser/model/OMStored.h"
 #include "QfnParser/query/OMAccessor.h"
+#include "QfnParser/streams/InputStreamString.h"
 #include "QfnService/IServiceHost.h"
 
 namespace Qfn {
@@ -46,6 +47,57 @@ std::shared_ptr<Task> EvalThenSendMessageTask::factory(const std::shared_ptr<OMS
         LOG_THROWS(e);
     }
     return retVal;
+}
+
+std::shared_ptr<Task> EvalThenSendMessageTask::factoryFromScript(
+    const std::string& script, const std::shared_ptr<OMScope>& scope,
+    std::shared_ptr<const IObject> senderObj, std::shared_ptr<const IObject> destinationObj,
+    const ReplyIds& replyIds, OpCode opCode)
+{
+    std::shared_ptr<Task> retVal;
+    try {
+        do {
+            std::shared_ptr<OMStored> scriptNode;
+            ASSIGN(scriptNode, OMStored::undefinedFactory());
+            std::shared_ptr<Task> task;
+            ASSIGN(task, factory(scriptNode, scope, std::move(senderObj), std::move(destinationObj), replyIds,
+                                 opCode));
+            auto* request = dynamic_cast<EvalThenSendMessageTask*>(task.get());
+            SANITY_CHECK(request);
+            request->fScript = script;
+            request->fIsParsed = false;
+            retVal = task;
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+void EvalThenSendMessageTask::timeslice()
+{
+    try {
+        do {
+            if (!fIsParsed) {
+                if (!fScriptStream) {
+                    ASSIGN(fScriptStream, InputStreamString::factory(fScript));
+                    OMStored::lastParseError() = "syntax error";
+                }
+                fStored->parseExpressionList_yielding(shared_from_this(), fIsParseOK, fScriptStream);
+                if (getFunctionStateCount() != 0) break;
+                fIsParsed = true;
+                fScript.clear();
+                fScriptStream.reset();
+                if (!fIsParseOK) {
+                    fParseFailure = OMStored::lastParseError();
+                    break;
+                }
+            }
+            if (fParseFailure.empty()) EvalTask::timeslice();
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
 }
 
 std::shared_ptr<OMStored> EvalThenSendMessageTask::buildReplyNode(const ReplyIds& replyIds, bool success,
@@ -92,7 +144,14 @@ bool EvalThenSendMessageTask::handleCompletion()
                 IServiceHost* host = IServiceHost::get();
                 SANITY_CHECK(host);
                 std::shared_ptr<OMStored> replyNode;
-                ASSIGN(replyNode, buildReplyNode(fReplyIds, !!fRetValNode, fRetValNode));
+                if (fParseFailure.empty()) {
+                    ASSIGN(replyNode, buildReplyNode(fReplyIds, !!fRetValNode, fRetValNode));
+                } else {
+                    std::shared_ptr<OMStored> reason;
+                    ASSIGN(reason, OMStored::undefinedFactory());
+                    SANITY_CHECK(OMAccessor(reason).set(fParseFailure));
+                    ASSIGN(replyNode, buildReplyNode(fReplyIds, false, reason));
+                }
                 std::shared_ptr<IObject> resultMessage;
                 ASSIGN(resultMessage, Message::factoryFromSenderDestinationAddressOpCodeOMNode(
                                           fSenderObj, fDestinationObj, fOpCode, replyNode));

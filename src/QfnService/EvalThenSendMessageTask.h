@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 
 #include "QfnMessage/OpCode.h"
 #include "QfnObject/Forward.h"
@@ -26,6 +27,14 @@ public:
                                          std::shared_ptr<const IObject> senderObj,
                                          std::shared_ptr<const IObject> destinationObj,
                                          const ReplyIds& replyIds, OpCode opCode);
+    // The same for a script still to be parsed: the task parses it in its own slices first, so that
+    // a long script holds up no one, and answers a script that does not parse with the reason.
+    static std::shared_ptr<Task> factoryFromScript(const std::string& script,
+                                                   const std::shared_ptr<OMScope>& scope,
+                                                   std::shared_ptr<const IObject> senderObj,
+                                                   std::shared_ptr<const IObject> destinationObj,
+                                                   const ReplyIds& replyIds, OpCode opCode);
+    void timeslice() override;
 
     // The requester: where the answer, and what the script prints with stdOut/stdErr, go.
     const std::shared_ptr<const IObject>& getDestinationObj() const { return fDestinationObj; }
@@ -47,6 +56,12 @@ private:
     ReplyIds fReplyIds;
     OpCode fOpCode;
     bool fIsReplySent = false;
+    // The script's text while it is being parsed, and the stream the parse reads.
+    std::string fScript;
+    std::shared_ptr<InputStream> fScriptStream;
+    bool fIsParsed = true;
+    bool fIsParseOK = false;
+    std::string fParseFailure;
 };
 
 }  // namespace Qfn

@@ -10,8 +10,6 @@
 #include "QfnParser/model/OMStored.h"
 #include "QfnParser/model/OMType.h"
 #include "QfnParser/query/OMAccessor.h"
-#include "QfnParser/tasks/script/EvalTask.h"
-#include "QfnParser/tasks/script/ParseTask.h"
 #include "QfnService/EvalThenSendMessageTask.h"
 #include "QfnService/IServiceHost.h"
 #include "QfnUtils/Dirs.h"
@@ -58,38 +56,6 @@ std::shared_ptr<IObject> ServiceOM::factoryFromNameOMScope(const std::string& na
 bool ServiceOM::registerDeregisterClass(RegisterDeregister registerDeregister)
 {
     return ClassSupport::registerDeregisterClass(registerDeregister, TYPENAME, &ServiceOM::factory, nullptr);
-}
-
-std::shared_ptr<IOMNode> ServiceOM::parseScript(const std::string& script)
-{
-    std::shared_ptr<IOMNode> retVal;
-    try {
-        do {
-            std::shared_ptr<OMStored> scriptNode;
-            ASSIGN(scriptNode, OMStored::undefinedFactory());
-            OMStored::lastParseError() = "syntax error";
-            if (!ParseTask::call(scriptNode, script)) break;
-            retVal = scriptNode;
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
-    return retVal;
-}
-
-std::shared_ptr<IOMNode> ServiceOM::evalScriptNode(const std::shared_ptr<IOMNode>& scriptNode,
-                                                   const std::shared_ptr<OMScope>& scope)
-{
-    std::shared_ptr<IOMNode> retVal;
-    try {
-        do {
-            ASSIGN_TYPED(OMStored, scriptOMNode, scriptNode);
-            retVal = EvalTask::call(scriptOMNode, scope, HandleReturnValue::UNWRAP);
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
-    return retVal;
 }
 
 bool ServiceOM::receiveMessage(std::shared_ptr<const IObject> messageObj)
@@ -258,20 +224,15 @@ bool ServiceOM::evalScript(const Request& request)
             SANITY_CHECK(upstreamCoordinatorGUID);
             GUIDClass* senderGUID = senderAddress->getAddressedGUID();
             SANITY_CHECK(senderGUID);
-            std::shared_ptr<IOMNode> scriptNode = parseScript(script);
-            if (!scriptNode) {
-                retVal = replyFailure(request, OMStored::lastParseError());
-                break;
-            }
-            ASSIGN_TYPED(OMStored, scriptOMNode, scriptNode);
             EvalThenSendMessageTask::ReplyIds ids;
             ids.clientSequenceNr = request.clientSequenceNr;
             ids.clientSessionGUID = request.clientSessionGUID;
             ids.serviceSessionGUID = request.serviceSessionGUID;
             std::shared_ptr<Task> task;
+            // The script is parsed in the task's own slices: a long one holds up no other request.
             ASSIGN(task,
-                   EvalThenSendMessageTask::factory(scriptOMNode, scope, getAddressObj(),
-                                                    request.senderAddressObj, ids, OpCode::EVAL_RESULT));
+                   EvalThenSendMessageTask::factoryFromScript(
+                       script, scope, getAddressObj(), request.senderAddressObj, ids, OpCode::EVAL_RESULT));
             SANITY_CHECK(Task::startTask(task));
             retVal = true;
         } while (false);

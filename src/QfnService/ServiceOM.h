@@ -26,12 +26,6 @@ public:
                                                            const std::shared_ptr<OMScope>& scope);
     static bool registerDeregisterClass(RegisterDeregister registerDeregister);
 
-    // The script as a node to evaluate; empty when it does not parse (reason: getLastParseError).
-    static std::shared_ptr<IOMNode> parseScript(const std::string& script);
-    // Evaluates a parsed script in the scope at once; the value, or empty.
-    static std::shared_ptr<IOMNode> evalScriptNode(const std::shared_ptr<IOMNode>& scriptNode,
-                                                   const std::shared_ptr<OMScope>& scope);
-
     bool receiveMessage(std::shared_ptr<const IObject> messageObj) override;
     const std::shared_ptr<OMScope>& getScope() const { return fScope; }
     size_t getSessionCount() const { return fSessions.size(); }

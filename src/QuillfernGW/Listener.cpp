@@ -75,9 +75,13 @@ bool openListeningSocket(const struct addrinfo* address)
             if (::bind(serverSocket, address->ai_addr, address->ai_addrlen) == -1) {
                 const std::string reason = std::strerror(errno);
                 ::close(serverSocket);
-                LOG_WARNING(Utils::stringWithFormat("bindResult == -1: port %s of %s not listened on (%s)",
-                                                    InternalCoordinator::getGatewayPort().c_str(),
-                                                    addressText(address->ai_addr).c_str(), reason.c_str()));
+                // Another coordinator of this host is the gateway: a note, not a warning, as every
+                // coordinator but the first meets it.
+                if (Log::getLogLevel() >= 3) {
+                    LOG_NOTE(Utils::stringWithFormat("bindResult == -1: port %s of %s not listened on (%s)",
+                                                     InternalCoordinator::getGatewayPort().c_str(),
+                                                     addressText(address->ai_addr).c_str(), reason.c_str()));
+                }
                 break;
             }
             if (::listen(serverSocket, kListenBacklog) == -1) {

@@ -318,8 +318,9 @@ TEST_F(Builtins, SysInfoAndCallBacks)
                                std::to_string(::getpid()) + ", \"\\\"> \\\"\", 10000000]");
     auto sysInfo = info.variable("s");
     ASSERT_TRUE(sysInfo);
-    EXPECT_EQ(sysInfo->getSize(), 49u);
+    EXPECT_EQ(sysInfo->getSize(), 51u);
     EXPECT_EQ(sysInfo->getOMNode("maxCallDepth")->getInt(), 100000);
+    EXPECT_EQ(sysInfo->getOMNode("gatewayPort")->getString(), "9888");
     EXPECT_EQ(sysInfo->getOMNode("USERDATA_DIR")->getString(), dataHome.path());
     EXPECT_EQ(sysInfo->getOMNode("sessionDataPath")->getString(),
               dataHome.path() + "net.quillfern/SessionData/" + InternalCoordinator::getName() + ".json");

@@ -29,8 +29,10 @@ protected:
     EvalTask(std::shared_ptr<OMStored> stored, std::shared_ptr<OMScope> scope,
              HandleReturnValue handleReturnValue);
 
-private:
+    // The value evaluated; a subclass may fill it (parse into it) before evaluation starts.
     std::shared_ptr<OMStored> fStored;
+
+private:
     std::shared_ptr<OMScope> fScope;
     HandleReturnValue fHandleReturnValue;
 };
