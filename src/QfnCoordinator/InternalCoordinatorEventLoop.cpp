@@ -216,7 +216,8 @@ bool InternalCoordinator::runEventLoop(int64_t timesliceMicroseconds, const std:
                     now = Clock::nowNanoseconds();
                     if (now < endTime) {
                         int64_t wake = now + sleepMicroseconds * 1000;
-                        if (endTime < wake) sleepMicroseconds = (wake - endTime) / 1000;
+                        // A sleep ends with the time slice at the latest.
+                        if (endTime < wake) sleepMicroseconds = (endTime - now) / 1000;
                         if (sleepUnlessWoken(sleepMicroseconds)) woken = true;
                     }
                 }

@@ -100,8 +100,11 @@ std::shared_ptr<SocketEntry> SocketEntry::fromSocket(const std::string& key, int
         do {
             SANITY_CHECK(socket >= 0);
             std::shared_ptr<SocketEntry> entry(new SocketEntry(key, std::string(), socket));
-            entry->start();
+            // Started under the table's lock, as an outgoing entry is: a reply to the first line its
+            // read thread hands over waits for the lock and then finds the entry, rather than being
+            // dropped as owed to a connection that is not there.
             std::lock_guard<std::mutex> lock(table().mutex);
+            entry->start();
             std::shared_ptr<SocketEntry>& slot = table().entries[key];
             replaced = std::move(slot);
             slot = entry;
