@@ -159,15 +159,32 @@ void SocketEntry::write(const std::string& line)
     {
         std::lock_guard<std::mutex> lock(fWriteMutex);
         if (fAbandoned || fStopWriting) return;
+        // With nothing before it, the line goes out at once from here, as far as the socket takes it
+        // without waiting: the write thread is woken only for what is left.
+        size_t sent = 0;
+        const int socket = fSocket.load();
+        if (fOutgoing.empty() && !fIsWriting && socket >= 0) {
+            while (sent < line.size()) {
+                const ssize_t result =
+                    ::send(socket, line.data() + sent, line.size() - sent, MSG_DONTWAIT | MSG_NOSIGNAL);
+                if (result < 1) break;
+                sent += static_cast<size_t>(result);
+            }
+            if (sent == line.size()) {
+                fLastActivity = Clock::nowNanoseconds();
+                return;
+            }
+        }
         // A peer that does not read its answers is let go before they pile up without end.
-        isOverfull = fOutgoingBytes + line.size() > kMaxOutgoingBytes;
+        isOverfull = fOutgoingBytes + line.size() - sent > kMaxOutgoingBytes;
         if (!isOverfull) {
-            fOutgoing.push_back(line);
-            fOutgoingBytes += line.size();
+            fOutgoing.push_back(sent == 0 ? line : line.substr(sent));
+            fOutgoingBytes += line.size() - sent;
         }
     }
     if (isOverfull) {
-        LOG_WARNING(Utils::stringWithFormat("%s does not read its answers: connection dropped", fKey.c_str()));
+        LOG_WARNING(
+            Utils::stringWithFormat("%s does not read its answers: connection dropped", fKey.c_str()));
         abandon();
         const int socket = fSocket.load();
         if (socket >= 0) ::shutdown(socket, SHUT_RDWR);
