@@ -33,13 +33,6 @@ namespace {
 const std::string kMainCoordinatorName = "net.quillfern.coordinator.main";
 const std::string kGatewayCoordinatorName = "net.quillfern.coordinator.gateway";
 
-// A line at NOTE level with one text filled in; the text is made only when it is written.
-template <class TextFunction>
-void noteWith(const char* format, TextFunction text)
-{
-    if (Log::getLogLevel() >= 3) LOG_NOTE(Utils::stringWithFormat(format, text().c_str()));
-}
-
 bool isRemote(const std::string& typeName)
 {
     return typeName == RemoteUnresolvedAddress::TYPENAME || typeName == RemoteResolvedAddress::TYPENAME;
@@ -151,29 +144,32 @@ bool InternalCoordinator::relayMessage(std::shared_ptr<const IObject> messageObj
             Message::logIPCMessage(messageObj);
             ASSIGN_TYPED(IMessage, message, Qfn::Object::getObjectFromID(messageObj->getID()));
             ASSIGN_CONST_TYPED(IAddress, receiverAddress, message->getReceiverAddressObj());
-            noteWith("receiverAddress: %s", [&] { return receiverAddress->getAsURL(); });
+            LOG_NOTE(Utils::stringWithFormat("receiverAddress: %s", receiverAddress->getAsURL().c_str()));
             std::shared_ptr<const IAddress> resolvedReceiverAddress =
                 std::dynamic_pointer_cast<const IAddress>(receiverAddress->resolved());
             if (!resolvedReceiverAddress) {
-                noteWith("discarding message receiverAddress: %s",
-                         [&] { return receiverAddress->getAsURL(); });
+                LOG_NOTE(Utils::stringWithFormat("discarding message receiverAddress: %s",
+                                                 receiverAddress->getAsURL().c_str()));
                 retVal = true;
                 break;
             }
-            noteWith("resolvedReceiverAddress: %s", [&] { return resolvedReceiverAddress->getAsURL(); });
+            LOG_NOTE(Utils::stringWithFormat("resolvedReceiverAddress: %s",
+                                             resolvedReceiverAddress->getAsURL().c_str()));
             std::string hostName;
             if (auto hostNameAddress =
                     std::dynamic_pointer_cast<const IHostNameAddress>(resolvedReceiverAddress))
                 hostName = hostNameAddress->getHostName();
-            noteWith("hostName: %s", [&] { return hostName; });
+            LOG_NOTE(Utils::stringWithFormat("hostName: %s", hostName.c_str()));
             std::string forwardToCoordinatorName = getForwardToCoordinatorName(resolvedReceiverAddress);
-            noteWith("forwardToCoordinatorName: %s", [&] { return forwardToCoordinatorName; });
+            LOG_NOTE(
+                Utils::stringWithFormat("forwardToCoordinatorName: %s", forwardToCoordinatorName.c_str()));
             if (forwardToCoordinatorName == fCoordinatorName) forwardToCoordinatorName.clear();
             if (!forwardToCoordinatorName.empty()) {
                 // Only main talks to the other coordinators of the host: the fabric on a host is a star.
                 if (!isMainCoordinator() && forwardToCoordinatorName != kMainCoordinatorName)
                     forwardToCoordinatorName = kMainCoordinatorName;
-                noteWith("adjusted forwardToCoordinatorName: %s", [&] { return forwardToCoordinatorName; });
+                LOG_NOTE(Utils::stringWithFormat("adjusted forwardToCoordinatorName: %s",
+                                                 forwardToCoordinatorName.c_str()));
                 std::shared_ptr<IObject> siblingObj =
                     SiblingCoordinator::getSiblingCoordinator(forwardToCoordinatorName);
                 if (!siblingObj) {
@@ -193,9 +189,8 @@ bool InternalCoordinator::relayMessage(std::shared_ptr<const IObject> messageObj
             if (fGatewaySendMethod && !hostName.empty() && !isLocalHost(hostName)) {
                 const std::string serialized = Data_abstract::serializeToStr(messageObj);
                 SANITY_CHECK(!serialized.empty());
-                if (Log::getLogLevel() >= 3)
-                    LOG_NOTE(Utils::stringWithFormat("gatewaySend to %s: %s", hostName.c_str(),
-                                                     serialized.c_str()));
+                LOG_NOTE(
+                    Utils::stringWithFormat("gatewaySend to %s: %s", hostName.c_str(), serialized.c_str()));
                 fGatewaySendMethod(hostName, serialized);
                 retVal = true;
                 break;
@@ -203,8 +198,8 @@ bool InternalCoordinator::relayMessage(std::shared_ptr<const IObject> messageObj
             // A GUID address of a coordinator that is neither this one nor reachable leads nowhere.
             auto guidAddress = std::dynamic_pointer_cast<const IGUIDAddress>(resolvedReceiverAddress);
             if (guidAddress && guidAddress->getUpstreamCoordinatorGUID() != createGUID()) {
-                noteWith("discarding message receiverAddress: %s",
-                         [&] { return receiverAddress->getAsURL(); });
+                LOG_NOTE(Utils::stringWithFormat("discarding message receiverAddress: %s",
+                                                 receiverAddress->getAsURL().c_str()));
                 retVal = true;
                 break;
             }
@@ -326,11 +321,9 @@ bool InternalCoordinator::receiveGatewayMessageStr(const std::string& remoteIPAd
             ASSIGN(repackagedMessage,
                    Message::factoryFromSenderDestinationAddressOpCodePayloadStr(
                        senderAddress, receiverAddress, message->getOpCode(), message->getPayloadStr()));
-            if (Log::getLogLevel() >= 3) {
-                LOG_NOTE(Utils::stringWithFormat("original message: %s", messageObj->toString().c_str()));
-                LOG_NOTE(
-                    Utils::stringWithFormat("repackaged message: %s", repackagedMessage->toString().c_str()));
-            }
+            LOG_NOTE(Utils::stringWithFormat("original message: %s", messageObj->toString().c_str()));
+            LOG_NOTE(
+                Utils::stringWithFormat("repackaged message: %s", repackagedMessage->toString().c_str()));
             SANITY_CHECK(registerSenderAddressObj(message->getSenderAddressObj()));
             SANITY_CHECK(queueMessage(repackagedMessage));
             retVal = true;

@@ -26,8 +26,7 @@ std::shared_ptr<IObject> SiblingCoordinator::factoryFromParentName(std::shared_p
             sibling->fSiblingName = siblingName;
             SANITY_CHECK(parent->attachChildObj(sibling));
             fSiblings[siblingName] = sibling;
-            if (Log::getLogLevel() >= 3)
-                LOG_NOTE(Utils::stringWithFormat("new sibling coordinator %s", siblingName.c_str()));
+            LOG_NOTE(Utils::stringWithFormat("new sibling coordinator %s", siblingName.c_str()));
             retVal = sibling;
         } while (false);
     } catch (std::exception& e) {
@@ -71,15 +70,13 @@ bool SiblingCoordinator::relayOutgoingMessage(std::shared_ptr<const IObject> mes
     try {
         do {
             SANITY_CHECK(messageObj);
-            if (Log::getLogLevel() >= 3) {
-                LOG_NOTE(Utils::stringWithFormat(
-                    "Relaying outgoing message, named pipe path = %s",
-                    (InternalCoordinator::getPipeFolderPath() + fSiblingName).c_str()));
-            }
+            LOG_NOTE(
+                Utils::stringWithFormat("Relaying outgoing message, named pipe path = %s",
+                                        (InternalCoordinator::getPipeFolderPath() + fSiblingName).c_str()));
             if (fMessageQueue.size() >= kMaxHeldMessages) {
                 LOG_WARNING(Utils::stringWithFormat(
                     "sibling %s unreachable: dropping its oldest held message", fSiblingName.c_str()));
-                fMessageQueue.erase(fMessageQueue.begin());
+                fMessageQueue.pop_front();
             }
             fMessageQueue.push_back(std::move(messageObj));
             retVal = true;

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <deque>
 #include <map>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "QfnService/Service_abstract.h"
 
@@ -33,7 +33,7 @@ public:
 
     bool relayOutgoingMessage(std::shared_ptr<const IObject> messageObj);
     const std::string& getSiblingName() const { return fSiblingName; }
-    const std::vector<std::shared_ptr<const IObject>>& getHeldMessages() const { return fMessageQueue; }
+    const std::deque<std::shared_ptr<const IObject>>& getHeldMessages() const { return fMessageQueue; }
     bool deregisterObject() override;
 
 private:
@@ -42,7 +42,7 @@ private:
     ~SiblingCoordinator() override = default;
 
     std::string fSiblingName;
-    std::vector<std::shared_ptr<const IObject>> fMessageQueue;
+    std::deque<std::shared_ptr<const IObject>> fMessageQueue;
 
     static std::map<std::string, std::weak_ptr<IObject>> fSiblings;
 };

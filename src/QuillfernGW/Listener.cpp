@@ -77,11 +77,9 @@ bool openListeningSocket(const struct addrinfo* address)
                 ::close(serverSocket);
                 // Another coordinator of this host is the gateway: a note, not a warning, as every
                 // coordinator but the first meets it.
-                if (Log::getLogLevel() >= 3) {
-                    LOG_NOTE(Utils::stringWithFormat("bindResult == -1: port %s of %s not listened on (%s)",
-                                                     InternalCoordinator::getGatewayPort().c_str(),
-                                                     addressText(address->ai_addr).c_str(), reason.c_str()));
-                }
+                LOG_NOTE(Utils::stringWithFormat("bindResult == -1: port %s of %s not listened on (%s)",
+                                                 InternalCoordinator::getGatewayPort().c_str(),
+                                                 addressText(address->ai_addr).c_str(), reason.c_str()));
                 break;
             }
             if (::listen(serverSocket, kListenBacklog) == -1) {
@@ -90,11 +88,8 @@ bool openListeningSocket(const struct addrinfo* address)
                 break;
             }
             gServerDefinitionVector.push_back(std::make_shared<ServerDefinition>(serverSocket));
-            if (Log::getLogLevel() >= 3) {
-                LOG_NOTE(Utils::stringWithFormat("listening on %s port %s",
-                                                 addressText(address->ai_addr).c_str(),
-                                                 InternalCoordinator::getGatewayPort().c_str()));
-            }
+            LOG_NOTE(Utils::stringWithFormat("listening on %s port %s", addressText(address->ai_addr).c_str(),
+                                             InternalCoordinator::getGatewayPort().c_str()));
             retVal = true;
         } while (false);
     } catch (std::exception& e) {
@@ -192,8 +187,7 @@ bool handleListener(int serverDefinitionIdx, uint64_t threadIdx)
                 ::close(socket);
                 break;
             }
-            if (Log::getLogLevel() >= 3)
-                LOG_NOTE(Utils::stringWithFormat("got connection from %s", remoteKey.c_str()));
+            LOG_NOTE(Utils::stringWithFormat("got connection from %s", remoteKey.c_str()));
             retVal = setupConnection(socket, remoteKey) != nullptr;
         } while (false);
         if (!serverDefinition.fThreadTable.releaseSlot(threadIdx))

@@ -148,9 +148,8 @@ void SocketEntry::sendToHost(const std::string& hostName, const std::string& lin
     std::shared_ptr<SocketEntry> entry = factory(hostName);
     if (entry) {
         entry->write(line);
-    } else if (Log::getLogLevel() >= 3) {
+    } else
         LOG_NOTE(Utils::stringWithFormat("no connection to %s: message dropped", hostName.c_str()));
-    }
 }
 
 void SocketEntry::write(const std::string& line)
@@ -361,8 +360,7 @@ void SocketEntry::writeLoop()
             }
             fWriteCondition.notify_all();
             if (!isSent) {
-                if (Log::getLogLevel() >= 3)
-                    LOG_NOTE(Utils::stringWithFormat("sendResult == -1: %s", fKey.c_str()));
+                LOG_NOTE(Utils::stringWithFormat("sendResult == -1: %s", fKey.c_str()));
                 break;
             }
             fLastActivity = Clock::nowNanoseconds();
@@ -420,8 +418,7 @@ bool SocketEntry::sweep(void (*forget)(const std::string& key))
             }
         }
         for (const std::shared_ptr<SocketEntry>& entry : swept) {
-            if (Log::getLogLevel() >= 3)
-                LOG_NOTE(Utils::stringWithFormat("sweeping connection %s", entry->fKey.c_str()));
+            LOG_NOTE(Utils::stringWithFormat("sweeping connection %s", entry->fKey.c_str()));
             if (forget) forget(entry->fKey);
         }
         // The entries end here, outside the table's lock: their threads are joined.
