@@ -1,32 +1,34 @@
 // A load generator for the gateway, in the manner of a classic server benchmark: a number of clients,
-// each a thread with its own TCP connection, keep a number of requests in flight (one by default,
-// more to pipeline) until the total is sent and answered, then one table row tells the throughput and
-// the latency of the requests (from the send to the receipt of the reply's line).
+// each with its own TCP connection, keep a number of requests in flight (one by default, more to
+// pipeline) until the total is sent and answered, then one table row tells the throughput and the
+// latency of the requests (from the send to the receipt of the reply's line). One thread serves every
+// connection through epoll, as such benchmarks do, so that the load program neither needs a core per
+// connection nor makes the server pay for waking a sleeping thread per reply.
 //
-// The object model is not thread-safe, so every request text is made on the main thread before the
-// clients start, and the first reply of each connection is read back there after they end. The
-// client threads only write prepared bytes and count reply lines: replies on one connection answer
-// that connection's requests in order, so the oldest send time in flight is the one a reply ends.
+// Every request text is made before the measure starts, and the first reply of each connection is
+// checked after it ends. Replies on one connection answer that connection's requests in order, so the
+// oldest send time in flight is the one a reply ends.
 #include <arpa/inet.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/epoll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <latch>
+#include <functional>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "QfnAddress/LocalResolvedAddress.h"
@@ -63,7 +65,7 @@ void usage(FILE* out)
                  "usage: qfn_gateway_load [options]\n"
                  "  -h, --host ADDRESS      gateway address (default 127.0.0.1)\n"
                  "  -p, --port PORT         gateway port (default 9888)\n"
-                 "  -c, --clients N         connections, one thread each (default 1)\n"
+                 "  -c, --clients N         connections (default 1)\n"
                  "  -n, --requests N        requests in all, shared among the clients (default 10000)\n"
                  "  -P, --in-flight N       requests in flight per connection (default 1)\n"
                  "  -t, --kind ping|eval    PING to the ping service, or EVAL of \"1 + 2\" (default ping)\n"
@@ -149,6 +151,11 @@ struct Client {
     std::string burst;
     size_t lineSize = 0;
     uint64_t quota = 0;
+    // Requests of the running phase: its total, those sent, those answered.
+    uint64_t phaseQuota = 0;
+    uint64_t sent = 0;
+    uint64_t received = 0;
+    bool record = false;
     // Send times of the requests in flight, oldest at head.
     std::vector<int64_t> sendTimes;
     size_t head = 0;
@@ -175,6 +182,11 @@ bool sendAll(int socket, const char* data, size_t size)
     while (size > 0) {
         const ssize_t sent = ::send(socket, data, size, MSG_NOSIGNAL);
         if (sent == -1 && errno == EINTR) continue;
+        if (sent == -1 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            pollfd room{socket, POLLOUT, 0};
+            if (::poll(&room, 1, 10000) == 1) continue;
+            return false;
+        }
         if (sent < 1) return false;
         data += sent;
         size -= static_cast<size_t>(sent);
@@ -182,7 +194,7 @@ bool sendAll(int socket, const char* data, size_t size)
     return true;
 }
 
-bool connectClient(Client& client, const sockaddr_storage& address, socklen_t addressSize, int timeoutMs)
+bool connectClient(Client& client, const sockaddr_storage& address, socklen_t addressSize)
 {
     client.socket = ::socket(address.ss_family, SOCK_STREAM, 0);
     if (client.socket < 0) {
@@ -201,43 +213,40 @@ bool connectClient(Client& client, const sockaddr_storage& address, socklen_t ad
                                              : reinterpret_cast<sockaddr_in6*>(&local)->sin6_port);
     const int yes = 1;
     ::setsockopt(client.socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
-    timeval timeout{timeoutMs / 1000, (timeoutMs % 1000) * 1000};
-    ::setsockopt(client.socket, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+    const int flags = ::fcntl(client.socket, F_GETFL, 0);
+    if (flags == -1 || ::fcntl(client.socket, F_SETFL, flags | O_NONBLOCK) == -1) {
+        client.error = std::string("fcntl: ") + std::strerror(errno);
+        return false;
+    }
     return true;
 }
 
-// Sends as many more requests as the window of requests in flight and the quota allow, in one send.
-bool sendMore(Client& client, uint64_t& sent, uint64_t quota)
+// Sends as many more requests as the window of requests in flight and the phase allow, in one send.
+bool sendMore(Client& client)
 {
     const uint64_t room = client.sendTimes.size() - client.inFlight;
-    const uint64_t count = std::min(room, quota - sent);
+    const uint64_t count = std::min(room, client.phaseQuota - client.sent);
     if (count == 0) return true;
     const int64_t now = nowNanoseconds();
     for (uint64_t i = 0; i < count; ++i)
         client.sendTimes[(client.head + client.inFlight + i) % client.sendTimes.size()] = now;
     client.inFlight += count;
-    sent += count;
-    return sendAll(client.socket, client.burst.data(), count * client.lineSize);
+    client.sent += count;
+    if (sendAll(client.socket, client.burst.data(), count * client.lineSize)) return true;
+    client.error = std::string("send: ") + std::strerror(errno);
+    return false;
 }
 
-// Runs quota requests over the connection; records their latencies when record is set.
-bool runRequests(Client& client, uint64_t quota, bool record)
+// Reads what the connection has, counts the reply lines, and sends more; false when the connection
+// failed, with the reason in the client.
+bool serveReadable(Client& client, char* buffer, size_t bufferSize)
 {
-    char buffer[65536];
-    uint64_t sent = 0;
-    uint64_t received = 0;
-    if (!sendMore(client, sent, quota)) {
-        client.error = std::string("send: ") + std::strerror(errno);
-        return false;
-    }
-    while (received < quota) {
-        const ssize_t size = ::recv(client.socket, buffer, sizeof buffer, 0);
+    while (client.received < client.phaseQuota) {
+        const ssize_t size = ::recv(client.socket, buffer, bufferSize, 0);
         if (size == -1 && errno == EINTR) continue;
+        if (size == -1 && (errno == EAGAIN || errno == EWOULDBLOCK)) break;
         if (size < 1) {
-            client.error = size == 0 ? "the gateway closed the connection"
-                           : (errno == EAGAIN || errno == EWOULDBLOCK)
-                               ? "no reply within the timeout"
-                               : std::string("recv: ") + std::strerror(errno);
+            client.error = size == 0 ? "the gateway closed the connection" : std::string("recv: ") + std::strerror(errno);
             return false;
         }
         const int64_t now = nowNanoseconds();
@@ -253,21 +262,74 @@ bool runRequests(Client& client, uint64_t quota, bool record)
                     client.error = "a reply to no request";
                     return false;
                 }
-                if (record) client.latencies.push_back(now - client.sendTimes[client.head]);
+                if (client.record) client.latencies.push_back(now - client.sendTimes[client.head]);
                 client.head = (client.head + 1) % client.sendTimes.size();
                 --client.inFlight;
-                ++received;
+                ++client.received;
             } else if (byte != '\n' && byte != '\0') {
                 client.lineHasContent = true;
                 if (!client.hasFirstReply) client.firstReply.push_back(byte);
             }
         }
-        if (!sendMore(client, sent, quota)) {
-            client.error = std::string("send: ") + std::strerror(errno);
-            return false;
+        if (static_cast<size_t>(size) < bufferSize) break;
+    }
+    return sendMore(client);
+}
+
+// Runs one phase over every connection from one thread: each client sends and receives its quota of
+// requests, recording their latencies when record is set. A client that fails, or waits longer than
+// the timeout for any reply at all, is left out of the rest of the phase with its reason.
+void runPhase(std::vector<Client>& clients, const std::function<uint64_t(const Client&)>& quotaOf, bool record,
+              int timeoutMs)
+{
+    const int poller = ::epoll_create1(EPOLL_CLOEXEC);
+    if (poller == -1) {
+        for (Client& client : clients)
+            client.error = std::string("epoll_create1: ") + std::strerror(errno);
+        return;
+    }
+    size_t running = 0;
+    for (size_t c = 0; c < clients.size(); ++c) {
+        Client& client = clients[c];
+        if (!client.error.empty()) continue;
+        client.phaseQuota = quotaOf(client);
+        client.sent = 0;
+        client.received = 0;
+        client.record = record;
+        if (client.phaseQuota == 0) continue;
+        epoll_event interest{};
+        interest.events = EPOLLIN;
+        interest.data.u64 = c;
+        if (::epoll_ctl(poller, EPOLL_CTL_ADD, client.socket, &interest) == -1) {
+            client.error = std::string("epoll_ctl: ") + std::strerror(errno);
+            continue;
+        }
+        if (!sendMore(client)) continue;
+        ++running;
+    }
+    std::vector<char> buffer(65536);
+    epoll_event ready[256];
+    while (running > 0) {
+        const int count = ::epoll_wait(poller, ready, 256, timeoutMs);
+        if (count == -1 && errno == EINTR) continue;
+        if (count < 1) {
+            for (Client& client : clients)
+                if (client.error.empty() && client.received < client.phaseQuota)
+                    client.error = count == 0 ? "no reply within the timeout"
+                                              : std::string("epoll_wait: ") + std::strerror(errno);
+            break;
+        }
+        for (int i = 0; i < count; ++i) {
+            Client& client = clients[ready[i].data.u64];
+            if (!client.error.empty() || client.received >= client.phaseQuota) continue;
+            const bool ok = serveReadable(client, buffer.data(), buffer.size());
+            if (!ok || client.received >= client.phaseQuota) {
+                ::epoll_ctl(poller, EPOLL_CTL_DEL, client.socket, nullptr);
+                --running;
+            }
         }
     }
-    return true;
+    ::close(poller);
 }
 
 std::string requestText(const Options& options, const std::string& hostAddress)
@@ -383,32 +445,14 @@ int main(int argc, char** argv)
     }
 
     // Clients connect and warm up, then all start the measure at once.
-    std::latch ready(static_cast<ptrdiff_t>(clients.size()));
-    std::latch go(1);
-    std::atomic<int64_t> lastEnd{0};
-    std::vector<std::thread> threads;
-    threads.reserve(clients.size());
-    for (Client& client : clients) {
-        threads.emplace_back([&, clientPtr = &client] {
-            Client& self = *clientPtr;
-            bool ok = connectClient(self, address, addressSize, options.timeoutMilliseconds) &&
-                      (options.warmup == 0 || runRequests(self, options.warmup, false));
-            ready.count_down();
-            go.wait();
-            if (ok) ok = runRequests(self, self.quota, true);
-            const int64_t end = nowNanoseconds();
-            int64_t seen = lastEnd.load();
-            while (seen < end && !lastEnd.compare_exchange_weak(seen, end)) {
-            }
-            if (self.socket >= 0) ::shutdown(self.socket, SHUT_RDWR);
-        });
-    }
-    ready.wait();
+    for (Client& client : clients)
+        connectClient(client, address, addressSize);
+    runPhase(clients, [&](const Client&) { return options.warmup; }, false, options.timeoutMilliseconds);
     const int64_t start = nowNanoseconds();
-    go.count_down();
-    for (std::thread& thread : threads)
-        thread.join();
-    const int64_t elapsed = lastEnd.load() - start;
+    runPhase(clients, [](const Client& client) { return client.quota; }, true, options.timeoutMilliseconds);
+    const int64_t elapsed = nowNanoseconds() - start;
+    for (Client& client : clients)
+        if (client.socket >= 0) ::shutdown(client.socket, SHUT_RDWR);
 
     int failed = 0;
     std::vector<int64_t> all;

@@ -104,7 +104,7 @@ bool Service_abstract::attachRegisteredChildObj(const std::shared_ptr<const IObj
             std::shared_ptr<IObject> child;
             ASSIGN(child, writable(childObj));
             fRegisteredChildren[guid] = std::move(child);
-            fAreLookupTablesStale = true;
+            noteChildrenChanged();
             retVal = true;
         } while (false);
     } catch (std::exception& e) {
@@ -125,7 +125,7 @@ bool Service_abstract::attachUnregisteredChildObj(const std::shared_ptr<const IO
             std::shared_ptr<IObject> child;
             ASSIGN(child, writable(childObj));
             fUnregisteredChildren[childObj.get()] = std::move(child);
-            fAreLookupTablesStale = true;
+            noteChildrenChanged();
             retVal = true;
         } while (false);
     } catch (std::exception& e) {
@@ -179,7 +179,7 @@ bool Service_abstract::detachRegisteredChildObj(const std::shared_ptr<const IObj
                 break;
             }
             fRegisteredChildren.erase(found);
-            fAreLookupTablesStale = true;
+            noteChildrenChanged();
             retVal = true;
         } while (false);
     } catch (std::exception& e) {
@@ -201,7 +201,7 @@ bool Service_abstract::detachUnregisteredChildObj(const std::shared_ptr<const IO
                 LOG_ERROR("not a child");
                 break;
             }
-            fAreLookupTablesStale = true;
+            noteChildrenChanged();
             retVal = true;
         } while (false);
     } catch (std::exception& e) {
@@ -425,7 +425,7 @@ bool Service_abstract::deregisterObject()
                     allOK = false;
                 }
             }
-            fAreLookupTablesStale = true;
+            noteChildrenChanged();
             if (!fParent.expired()) allOK = detachFromParent() && allOK;
             allOK = Object::deregisterObject() && allOK;
             SANITY_CHECK(allOK);
@@ -505,8 +505,17 @@ void Service_abstract::timeslice_yielding(const std::shared_ptr<Task>& task, boo
                     s.fState = SNAPSHOT_CHILDREN;
                     break;
                 case SNAPSHOT_CHILDREN:
-                    fTimesliceChildren.clear();
-                    appendChildrenTo(fTimesliceChildren);
+                    // The children as services, worked out again only after a child came or went.
+                    if (fIsChildServiceListStale) {
+                        fChildServices.clear();
+                        std::vector<std::shared_ptr<IObject>> children;
+                        appendChildrenTo(children);
+                        for (const std::shared_ptr<IObject>& child : children)
+                            if (auto childService = std::dynamic_pointer_cast<IService>(child))
+                                fChildServices.push_back(childService);
+                        fIsChildServiceListStale = false;
+                    }
+                    fTimesliceChildren = fChildServices;
                     fTimesliceChildCount = fTimesliceChildren.size();
                     s.fState = FIRE_EVENTS;
                     break;
@@ -538,14 +547,11 @@ void Service_abstract::timeslice_yielding(const std::shared_ptr<Task>& task, boo
                         s.fState = kFinished;
                         break;
                     }
-                    std::shared_ptr<IObject> childServiceObj =
-                        fTimesliceChildren[--fTimesliceChildCount].lock();
-                    if (!childServiceObj) {
+                    s.childService = fTimesliceChildren[--fTimesliceChildCount].lock();
+                    if (!s.childService) {
                         LOG_NOTE("no childServiceObj");
                         break;
                     }
-                    s.childService = std::dynamic_pointer_cast<IService>(childServiceObj);
-                    if (!s.childService) break;
                     s.fState = CHILD_SLICE;
                     break;
                 }

@@ -81,7 +81,15 @@ private:
     mutable bool fAreLookupTablesStale = true;
     std::vector<std::shared_ptr<IObject>> fEventQueue;
     std::vector<std::shared_ptr<IObject>> fFiringEvents;
-    std::vector<std::weak_ptr<IObject>> fTimesliceChildren;
+    // Marks the lookup tables and the list of child services for rebuilding.
+    void noteChildrenChanged()
+    {
+        fAreLookupTablesStale = true;
+        fIsChildServiceListStale = true;
+    }
+    std::vector<std::weak_ptr<IService>> fChildServices;
+    bool fIsChildServiceListStale = true;
+    std::vector<std::weak_ptr<IService>> fTimesliceChildren;
     uint64_t fTimesliceChildCount = 0;
     std::weak_ptr<IObject> fParent;
     mutable std::shared_ptr<IObject> fAddressObj;

@@ -37,6 +37,8 @@ struct LearnedAddresses {
     std::mutex mutex;
     std::set<std::string> seen;
     std::vector<std::string> fresh;
+    // Whether fresh holds anything, readable without the lock.
+    std::atomic<bool> hasFresh{false};
 };
 
 LearnedAddresses& learned()
@@ -215,7 +217,10 @@ std::shared_ptr<SocketEntry> setupConnection(int socket, const std::string& remo
             const std::string localText = addressText(reinterpret_cast<struct sockaddr*>(&localAddress));
             if (!localText.empty()) {
                 std::lock_guard<std::mutex> lock(learned().mutex);
-                if (learned().seen.insert(localText).second) learned().fresh.push_back(localText);
+                if (learned().seen.insert(localText).second) {
+                    learned().fresh.push_back(localText);
+                    learned().hasFresh.store(true, std::memory_order_release);
+                }
             }
             retVal = SocketEntry::fromSocket(remoteKey, socket);
             if (!retVal) ::close(socket);
@@ -247,13 +252,16 @@ bool takeGatewayInput()
 {
     bool retVal = false;
     try {
-        std::vector<std::string> fresh;
-        {
-            std::lock_guard<std::mutex> lock(learned().mutex);
-            fresh.swap(learned().fresh);
+        if (learned().hasFresh.load(std::memory_order_acquire)) {
+            std::vector<std::string> fresh;
+            {
+                std::lock_guard<std::mutex> lock(learned().mutex);
+                fresh.swap(learned().fresh);
+                learned().hasFresh.store(false, std::memory_order_relaxed);
+            }
+            for (const std::string& localAddress : fresh)
+                InternalCoordinator::registerLocalHostName(localAddress);
         }
-        for (const std::string& localAddress : fresh)
-            InternalCoordinator::registerLocalHostName(localAddress);
         static thread_local std::vector<SocketEntry::Input> input;
         SocketEntry::takeInput(input);
         for (const SocketEntry::Input& line : input)

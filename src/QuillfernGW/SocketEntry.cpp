@@ -43,6 +43,8 @@ struct Inbox {
     std::mutex mutex;
     std::condition_variable roomMade;
     std::vector<SocketEntry::Input> lines;
+    // Whether lines wait, readable without the lock: the coordinator looks on every pass.
+    std::atomic<bool> hasLines{false};
     size_t bytes = 0;
     bool isTakingInput = false;
 };
@@ -203,12 +205,14 @@ void SocketEntry::setIsTakingInput(bool value)
 
 void SocketEntry::takeInput(std::vector<Input>& input)
 {
+    if (!inbox().hasLines.load(std::memory_order_acquire)) return;
     {
         std::lock_guard<std::mutex> lock(inbox().mutex);
         if (inbox().lines.empty()) return;
         input.swap(inbox().lines);
         inbox().lines.clear();
         inbox().bytes = 0;
+        inbox().hasLines.store(false, std::memory_order_relaxed);
     }
     inbox().roomMade.notify_all();
 }
@@ -239,6 +243,7 @@ void SocketEntry::readLoop()
                 in.bytes += line.size();
                 in.lines.push_back({fKey, Utils::unescapeIPC(line)});
             }
+            in.hasLines.store(true, std::memory_order_release);
             lock.unlock();
             InternalCoordinator::wakeEventLoop();
         }
@@ -286,7 +291,8 @@ bool SocketEntry::connectOutgoing()
             const int result = ::getaddrinfo(fHostName.c_str(), InternalCoordinator::getGatewayPort().c_str(),
                                              &hints, &addresses);
             if (result != 0) {
-                LOG_WARNING(Utils::stringWithFormat("getaddrinfo: %s", gai_strerror(result)));
+                LOG_WARNING(Utils::stringWithFormat("getaddrinfo: %s (%s port %s)", gai_strerror(result), fHostName.c_str(),
+                                                    InternalCoordinator::getGatewayPort().c_str()));
                 break;
             }
             for (struct addrinfo* address = addresses; address; address = address->ai_next) {
@@ -331,7 +337,9 @@ void SocketEntry::writeLoop()
 {
     try {
         if (fSocket < 0) {
-            if (!connectOutgoing()) {
+            // Only an entry made for a host name connects out: an accepted connection whose socket
+            // is already closed has nowhere to go.
+            if (fHostName.empty() || !connectOutgoing()) {
                 abandon();
                 return;
             }
