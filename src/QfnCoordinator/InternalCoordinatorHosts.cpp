@@ -3,6 +3,7 @@
 #include "QfnAddress/LocalResolvedAddress.h"
 #include "QfnAddress/RemoteResolvedAddress.h"
 #include "QfnCoordinator/InternalCoordinator.h"
+#include "QfnCoordinator/SiblingCoordinator.h"
 #include "QfnLogger/Check.h"
 #include "QfnLogger/Log.h"
 #include "QfnUtils/Utils.h"
@@ -178,6 +179,9 @@ bool InternalCoordinator::isKnownSiblingCoordinator(const std::string& coordinat
 {
     bool retVal = false;
     try {
+        // A proxy made by the scans or by traffic, or a launch line in the configuration.
+        if (SiblingCoordinator::isKnownSibling(coordinatorName) || !getLaunchArgs(coordinatorName).empty())
+            return true;
         for (const auto& [guid, name] : fSenderCoordinatorNames) {
             auto host = fSenderHostNames.find(guid);
             if (name == coordinatorName &&
