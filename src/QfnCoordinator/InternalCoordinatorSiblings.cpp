@@ -1,6 +1,7 @@
 // The coordinator's side of the star of coordinators on one host: its own read pipe, the names of
 // the processes that write into it, and the launch lines of its siblings in the configuration.
 #include <algorithm>
+#include <filesystem>
 #include <unordered_map>
 
 #include "QfnCoordinator/InternalCoordinator.h"
@@ -127,9 +128,13 @@ bool InternalCoordinator::destroyNamedPipe()
                 fNamedPipeHandle = 0;
             }
             const std::string path = getNamedPipePath();
-            // A socket file may stay behind a killed process without its marker: both go.
-            if (Pipes::namedPipeExists(path) || Dirs::fileExists(Pipes::getRawNamedPipePath(path)))
+            if (Pipes::namedPipeExists(path)) {
                 SANITY_CHECK(Pipes::deleteNamedPipe(path));
+            } else {
+                // A socket file may stay behind a killed process without its marker.
+                std::error_code ignored;
+                std::filesystem::remove(Pipes::getRawNamedPipePath(path), ignored);
+            }
             retVal = true;
         } while (false);
     } catch (std::exception& e) {
