@@ -6,7 +6,9 @@
 #include "QfnUtils/Utils.h"
 #include "QfnUtils/pipes/PipeMarkerFile.h"
 #include "QfnUtils/pipes/PipeSocket.h"
+#include "QfnUtils/pipes/PipeTimes.h"
 #include "QfnUtils/pipes/ReadPipe.h"
+#include "QfnUtils/pipes/WritePipe.h"
 
 namespace Qfn {
 
@@ -61,6 +63,25 @@ int Pipes::openReadNamedPipe(const std::string& namedPipePath,
     return retVal;
 }
 
+int Pipes::openWriteNamedPipe(const std::string& namedPipePath, unsigned long processID,
+                              const std::string& coordinatorName,
+                              TrailingPathCharHandling trailingPathCharHandling)
+{
+    int retVal = 0;
+    try {
+        do {
+            SANITY_CHECK(checkPath(namedPipePath, trailingPathCharHandling));
+            std::shared_ptr<WritePipe> writePipe =
+                WritePipe::factory(namedPipePath, processID, coordinatorName);
+            SANITY_CHECK(writePipe);
+            retVal = writePipe->getPipeExternalHandle();
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
 bool Pipes::closeNamedPipe(int handle)
 {
     bool retVal = false;
@@ -68,6 +89,10 @@ bool Pipes::closeNamedPipe(int handle)
         do {
             if (std::shared_ptr<ReadPipe> readPipe = ReadPipe::findPipe(handle)) {
                 retVal = readPipe->close();
+                break;
+            }
+            if (std::shared_ptr<WritePipe> writePipe = WritePipe::findPipe(handle)) {
+                retVal = writePipe->requestClose();
                 break;
             }
             LOG_NOTE(Utils::stringWithFormat("cannot find pipe by handle %d", handle));
@@ -83,7 +108,9 @@ bool Pipes::closeAll()
     bool retVal = false;
     try {
         do {
-            retVal = ReadPipe::closeAll();
+            const bool writePipesClosed = WritePipe::closeAll();
+            const bool readPipesClosed = ReadPipe::closeAll();
+            retVal = writePipesClosed && readPipesClosed;
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);
@@ -101,6 +128,21 @@ bool Pipes::readFromNamedPipe(std::string& result, int handle, bool& isComplete,
             std::shared_ptr<ReadPipe> readPipe = ReadPipe::getPipe(handle);
             if (!readPipe) break;
             retVal = readPipe->read(result, isComplete, separator, senderProcessID);
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
+}
+
+bool Pipes::writeToNamedPipe(int handle, const std::string& str)
+{
+    bool retVal = false;
+    try {
+        do {
+            std::shared_ptr<WritePipe> writePipe = WritePipe::getPipe(handle);
+            if (!writePipe) break;
+            retVal = writePipe->write(str);
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);
@@ -170,7 +212,9 @@ bool Pipes::timeslice()
     bool retVal = false;
     try {
         do {
-            retVal = ReadPipe::timeslice();
+            const bool writePipesDone = WritePipe::timeslice();
+            const bool readPipesDone = ReadPipe::timeslice();
+            retVal = writePipesDone && readPipesDone;
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);
@@ -178,9 +222,42 @@ bool Pipes::timeslice()
     return retVal;
 }
 
+bool Pipes::isAllWritePipesIdle()
+{
+    return WritePipe::isAllIdle();
+}
+
 bool Pipes::isAllReadPipesIdle()
 {
     return ReadPipe::isAllIdle();
+}
+
+Pipes::WriteStatus Pipes::getWritePipeStatus(int handle)
+{
+    WriteStatus retVal = WriteStatus::None;
+    try {
+        do {
+            std::shared_ptr<WritePipe> writePipe = WritePipe::findPipe(handle);
+            if (!writePipe) break;
+            switch (writePipe->getState()) {
+                case WritePipeState::Error:
+                    retVal = WriteStatus::Error;
+                    break;
+                case WritePipeState::Open:
+                    retVal = writePipe->getIsBufferEmpty() ? WriteStatus::Empty : WriteStatus::Open;
+                    break;
+                case WritePipeState::Unknown:
+                case WritePipeState::Flushing:
+                case WritePipeState::Closed:
+                case WritePipeState::Closing:
+                    retVal = WriteStatus::Closed;
+                    break;
+            }
+        } while (false);
+    } catch (std::exception& e) {
+        LOG_THROWS(e);
+    }
+    return retVal;
 }
 
 std::string Pipes::getRawNamedPipePath(const std::string& namedPipePath)
@@ -197,6 +274,15 @@ std::string Pipes::getRawNamedPipePath(const std::string& namedPipePath)
         LOG_THROWS(e);
     }
     return retVal;
+}
+
+void Pipes::setTimes(int64_t sleepWaitForPipeMicroseconds, int64_t sleepStalledPipeMicroseconds,
+                     int64_t killStalledPipeMicroseconds)
+{
+    PipeTimes& times = PipeTimes::current();
+    times.sleepWaitForPipeMicroseconds = sleepWaitForPipeMicroseconds;
+    times.sleepStalledPipeMicroseconds = sleepStalledPipeMicroseconds;
+    times.killStalledPipeMicroseconds = killStalledPipeMicroseconds;
 }
 
 }  // namespace Qfn

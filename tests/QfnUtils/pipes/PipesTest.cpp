@@ -53,8 +53,11 @@ TEST(PipesMarker, ExistsIsActiveAndDeleteFollowTheMarkerAndTheSocket)
             1u);
     }
 
+    // Handles name one kind of pipe each.
     std::string text;
     bool isComplete = true;
+    EXPECT_FALSE(Pipes::writeToNamedPipe(handle, "to a read pipe"));
+    EXPECT_EQ(Pipes::getWritePipeStatus(handle), Pipes::WriteStatus::None);
     EXPECT_TRUE(Pipes::readFromNamedPipe(text, handle, isComplete, 10));
     EXPECT_FALSE(isComplete);
     EXPECT_FALSE(Pipes::closeNamedPipe(handle + 1000));
@@ -68,6 +71,9 @@ TEST(PipesMarker, ExistsIsActiveAndDeleteFollowTheMarkerAndTheSocket)
         EXPECT_FALSE(Pipes::deleteNamedPipe(marker));
         EXPECT_TRUE(capture.hasLineEndingWith(
             "VERIFY failed: 'remove(namedPipePath.c_str()) == 0' evaluates to false"));
+        EXPECT_EQ(Pipes::openWriteNamedPipe(marker, 0, ""), 0) << "no pipe to write to";
+        EXPECT_TRUE(capture.hasLineEndingWith(
+            "VERIFY failed: 'Pipes::namedPipeExists(fNamedPipePath)' evaluates to false"));
     }
     EXPECT_TRUE(Pipes::closeNamedPipe(handle));
 }
