@@ -6,6 +6,13 @@
 
 namespace Qfn {
 
+namespace {
+
+// Far more than a marker takes: a socket path and a few words.
+constexpr int64_t kMaxMarkerSize = 4096;
+
+}  // namespace
+
 const std::string PipeMarkerFile::kSection = "config";
 const std::string PipeMarkerFile::kProxyPathKey = "namedPipeProxyPath";
 
@@ -33,9 +40,12 @@ std::string PipeMarkerFile::read(const std::string& markerPath)
     std::string retVal;
     try {
         do {
-            // A missing marker is an answer (no pipe there), not a failure: no check line.
+            // A missing marker is an answer (no pipe there), not a failure: no check line. Files of
+            // any size are asked about (isPipe of a folder listing): a large one is no marker.
             std::string text;
-            if (!Dirs::fileExists(markerPath) || !Dirs::slurpFile(markerPath, text)) break;
+            if (!Dirs::fileExists(markerPath) || Dirs::fileSize(markerPath) > kMaxMarkerSize ||
+                !Dirs::slurpFile(markerPath, text))
+                break;
             std::string section;
             for (const std::string& rawLine :
                  Utils::lineStrSplit(std::string(Utils::withoutByteOrderMark(text)))) {

@@ -39,6 +39,12 @@ TEST(PipesMarker, ExistsIsActiveAndDeleteFollowTheMarkerAndTheSocket)
     EXPECT_FALSE(Pipes::namedPipeExists(marker));
     ASSERT_TRUE(Dirs::writeFile(marker, "not a marker\n"));
     EXPECT_FALSE(Pipes::namedPipeExists(marker)) << "a file without namedPipeProxyPath is no pipe";
+    const std::string entry = "[config]\r\nnamedPipeProxyPath=\"/nowhere.sock\"\r\n";
+    ASSERT_TRUE(Dirs::writeFile(marker, entry + std::string(5000, '#')));
+    EXPECT_FALSE(Pipes::namedPipeExists(marker)) << "a large file is not read as a marker";
+    ASSERT_TRUE(Dirs::writeFile(marker, entry));
+    EXPECT_TRUE(Pipes::namedPipeExists(marker));
+    EXPECT_FALSE(Pipes::namedPipeIsActive(marker)) << "nothing listens there";
 
     const int handle = Pipes::openReadNamedPipe(marker);
     ASSERT_NE(handle, 0);
