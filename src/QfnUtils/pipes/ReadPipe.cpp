@@ -180,13 +180,16 @@ bool ReadPipe::managePool()
                 }
             }
             fReadPipeHandleBufferPool = std::move(kept);
-            // A new slot that finds a writer waiting at once is no longer free: give out another.
             for (int made = 0; !hasFreeSlot && made < kMaxNewSlotsPerPoll; ++made) {
                 std::shared_ptr<ReadPipeHandleBuffer> readPipeHandleBuffer = takeFreeSlot();
                 SANITY_CHECK(readPipeHandleBuffer);
                 fReadPipeHandleBufferPool.push_back(readPipeHandleBuffer);
                 readPipeHandleBuffer->poll();
-                hasFreeSlot = readPipeHandleBuffer->getState() == ReadPipeHandleState::ConnectionPending;
+                // Only a slot that took a writer calls for another one now; one that waits, or
+                // failed to take one, is tried again by the next poll.
+                const ReadPipeHandleState state = readPipeHandleBuffer->getState();
+                hasFreeSlot = state < ReadPipeHandleState::Connected ||
+                              state >= ReadPipeHandleState::DisconnectRequested;
             }
             while (fDisconnectedHandleBuffers.size() > kMaxDisconnectedHandleBuffers) {
                 LOG_NOTE(Utils::stringWithFormat("discarding a disconnected pipe (%d) from the pool",
