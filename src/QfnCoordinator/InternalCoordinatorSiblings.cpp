@@ -8,6 +8,7 @@
 #include "QfnData/Ini.h"
 #include "QfnLogger/Check.h"
 #include "QfnLogger/Log.h"
+#include "QfnUtils/Clock.h"
 #include "QfnUtils/Dirs.h"
 #include "QfnUtils/Pipes.h"
 #include "QfnUtils/Utils.h"
@@ -48,6 +49,9 @@ std::unordered_map<unsigned long, std::string>& namesByProcess()
 
 constexpr size_t kMaxRememberedProcesses = 1024;
 
+constexpr int64_t kMarkerCheckIntervalNanoseconds = 100000000;
+int64_t gNextMarkerCheck = 0;
+
 }  // namespace
 
 std::string InternalCoordinator::getNamedPipePath() const
@@ -61,7 +65,11 @@ bool InternalCoordinator::monitorNamedPipe()
     try {
         do {
             const std::string path = getNamedPipePath();
-            if (fNamedPipeHandle != 0 && !Pipes::namedPipeExists(path)) {
+            // Whether the marker is still there is read from the disk ten times a second at most.
+            const int64_t now = Clock::nowNanoseconds();
+            const bool isMarkerCheckDue = now >= gNextMarkerCheck;
+            if (isMarkerCheckDue) gNextMarkerCheck = now + kMarkerCheckIntervalNanoseconds;
+            if (fNamedPipeHandle != 0 && isMarkerCheckDue && !Pipes::namedPipeExists(path)) {
                 LOG_NOTE(Utils::stringWithFormat("closing handle %d because pipe does not exist any more %s",
                                                  fNamedPipeHandle, path.c_str()));
                 Pipes::closeNamedPipe(fNamedPipeHandle);

@@ -407,13 +407,14 @@ bool SiblingCoordinator::step()
     bool retVal = false;
     try {
         do {
-            const bool doesPipeExist = Pipes::namedPipeExists(fNamedPipePath);
+            // The marker file is read only in the states that ask for it: a running sibling's step
+            // comes on every round.
             switch (fSiblingState) {
                 case SiblingState::INACTIVE_KEEP_MESSAGES:
-                    retVal = stepInactive(true, doesPipeExist);
+                    retVal = stepInactive(true, Pipes::namedPipeExists(fNamedPipePath));
                     break;
                 case SiblingState::INACTIVE:
-                    retVal = stepInactive(false, doesPipeExist);
+                    retVal = stepInactive(false, Pipes::namedPipeExists(fNamedPipePath));
                     break;
                 case SiblingState::SENDING:
                     retVal = stepSending();
@@ -423,7 +424,7 @@ bool SiblingCoordinator::step()
                     break;
                 case SiblingState::IDLE:
                 case SiblingState::LAUNCHED:
-                    retVal = stepIdleOrLaunched(doesPipeExist);
+                    retVal = stepIdleOrLaunched(Pipes::namedPipeExists(fNamedPipePath));
                     break;
             }
         } while (false);

@@ -234,12 +234,27 @@ bool ServiceOM::evalScript(const Request& request)
                    EvalThenSendMessageTask::factoryFromScript(
                        script, scope, getAddressObj(), request.senderAddressObj, ids, OpCode::EVAL_RESULT));
             SANITY_CHECK(Task::startTask(task));
+            // Answers owed keep the service busy: a terminating coordinator waits for them.
+            std::erase_if(fRequestTasks, [](const std::weak_ptr<Task>& owed) {
+                auto running = owed.lock();
+                return !running || running->getIsTaskCompleted();
+            });
+            fRequestTasks.push_back(task);
             retVal = true;
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);
     }
     return retVal;
+}
+
+bool ServiceOM::isIdle() const
+{
+    for (const std::weak_ptr<Task>& owed : fRequestTasks) {
+        auto running = owed.lock();
+        if (running && !running->getIsTaskCompleted()) return false;
+    }
+    return Service_abstract::isIdle();
 }
 
 bool ServiceOM::dataRequest(const Request& request)

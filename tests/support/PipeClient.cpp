@@ -62,7 +62,17 @@ bool PipeClient::send(Qfn::OpCode opCode, const std::string& coordinatorName, co
         Qfn::LocalUnresolvedAddress::factoryFromCoordinatorNameIndices(coordinatorName, servicePath), opCode,
         payload);
     if (!message) return false;
-    return Qfn::Pipes::writeToNamedPipe(fWriteHandle, Qfn::Data_abstract::serializeToStr(message));
+    if (!Qfn::Pipes::writeToNamedPipe(fWriteHandle, Qfn::Data_abstract::serializeToStr(message))) return false;
+    // The string goes out before send returns: the pipes move data only when polled.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (std::chrono::steady_clock::now() < deadline) {
+        Qfn::Pipes::timeslice();
+        const Qfn::Pipes::WriteStatus status = Qfn::Pipes::getWritePipeStatus(fWriteHandle);
+        if (status == Qfn::Pipes::WriteStatus::Empty) return true;
+        if (status != Qfn::Pipes::WriteStatus::Open) return false;
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
+    }
+    return false;
 }
 
 std::shared_ptr<Qfn::IMessage> PipeClient::receive(std::chrono::milliseconds timeout)
