@@ -273,8 +273,8 @@ bool SiblingCoordinator::launchIfNotRunning()
     return retVal;
 }
 
-// A PING from this coordinator to the sibling's coordinator.
-bool SiblingCoordinator::ping()
+// A message from this coordinator to the sibling's coordinator, queued here.
+bool SiblingCoordinator::sendToSibling(OpCode opCode)
 {
     bool retVal = false;
     try {
@@ -284,8 +284,8 @@ bool SiblingCoordinator::ping()
             std::shared_ptr<IObject> receiver;
             ASSIGN(receiver, LocalUnresolvedAddress::factoryFromCoordinatorNameIndices(fSiblingName, ""));
             std::shared_ptr<IObject> message;
-            ASSIGN(message, Message::factoryFromSenderDestinationAddressOpCodePayloadStr(
-                                coordinator, receiver, OpCode::PING, "{}"));
+            ASSIGN(message,
+                   Message::factoryFromSenderDestinationAddressOpCodePayloadStr(coordinator, receiver, opCode, "{}"));
             SANITY_CHECK(relayOutgoingMessage(message));
             retVal = true;
         } while (false);
@@ -295,26 +295,15 @@ bool SiblingCoordinator::ping()
     return retVal;
 }
 
+bool SiblingCoordinator::ping()
+{
+    return sendToSibling(OpCode::PING);
+}
+
 // Asks the sibling to end.
 bool SiblingCoordinator::terminate()
 {
-    bool retVal = false;
-    try {
-        do {
-            std::shared_ptr<IObject> coordinator = InternalCoordinator::factory();
-            SANITY_CHECK(coordinator);
-            std::shared_ptr<IObject> receiver;
-            ASSIGN(receiver, LocalUnresolvedAddress::factoryFromCoordinatorNameIndices(fSiblingName, ""));
-            std::shared_ptr<IObject> message;
-            ASSIGN(message, Message::factoryFromSenderDestinationAddressOpCodePayloadStr(
-                                coordinator, receiver, OpCode::TERMINATE, "{}"));
-            SANITY_CHECK(relayOutgoingMessage(message));
-            retVal = true;
-        } while (false);
-    } catch (std::exception& e) {
-        LOG_THROWS(e);
-    }
-    return retVal;
+    return sendToSibling(OpCode::TERMINATE);
 }
 
 bool SiblingCoordinator::relayIncomingMessage(std::shared_ptr<const IObject> messageObj)
@@ -516,20 +505,10 @@ bool SiblingCoordinator::stepIdleOrLaunched(bool doesPipeExist)
         if (message && Message::needsToLaunchForOpCode(message->getOpCode())) {
             LOG_NOTE(Utils::stringWithFormat("message is pending, named pipe path = %s", path()));
             // The first launch counts as a try: four in all before the sibling is given up.
-            ++fLaunchRetries;
-            if (launchIfNotRunning()) {
-                LOG_NOTE(Utils::stringWithFormat("switch to SiblingState::LAUNCHED, resetting pipe timeout, "
-                                                 "fLaunchRetries = %d, named pipe path = %s",
-                                                 fLaunchRetries, path()));
-                resetNamedPipeTimeout();
-                switchTo(SiblingState::LAUNCHED);
-            } else {
-                LOG_NOTE(Utils::stringWithFormat("switch to SiblingState::INACTIVE_KEEP_MESSAGES because cannot "
-                                                 "launch, named pipe path = %s",
-                                                 path()));
-                switchToInactiveKeepMessages();
-            }
-            return true;
+            return launchStep("switch to SiblingState::LAUNCHED, resetting pipe timeout, fLaunchRetries = %d, "
+                              "named pipe path = %s",
+                              "switch to SiblingState::INACTIVE_KEEP_MESSAGES because cannot launch, named pipe "
+                              "path = %s");
         }
         LOG_NOTE(Utils::stringWithFormat("Switching to SiblingState::IDLE. Don't need to launch for opCode = %d, "
                                          "erasing message from queue, named pipe path = %s",
@@ -548,7 +527,10 @@ bool SiblingCoordinator::stepIdleOrLaunched(bool doesPipeExist)
             return true;
         }
         LOG_NOTE(Utils::stringWithFormat("isPipeCreationTimedOut(), retrying, named pipe path = %s", path()));
-        return launchStep();
+        return launchStep("After launchIfNotRunning(), switch to SiblingState::LAUNCHED, fLaunchRetries = %d, "
+                          "named pipe path = %s",
+                          "Failed launchIfNotRunning(). Switch to SiblingState::INACTIVE_KEEP_MESSAGES because "
+                          "cannot launch, named pipe path = %s");
     }
     if (fMessageQueue.empty() && !doesPipeExist && fSiblingState != SiblingState::IDLE) {
         LOG_NOTE(Utils::stringWithFormat("no message, switch to SiblingState::IDLE, named pipe path = %s", path()));
@@ -557,20 +539,17 @@ bool SiblingCoordinator::stepIdleOrLaunched(bool doesPipeExist)
     return true;
 }
 
-// Launches again after a pipe that did not come: counts the try and waits for the pipe anew.
-bool SiblingCoordinator::launchStep()
+// Launches and counts the try: then the pipe is waited for anew, or, when no launch was possible, the
+// messages are kept for a while. The two lines say which of the two it was (number of tries, path).
+bool SiblingCoordinator::launchStep(const char* launchedLine, const char* failedLine)
 {
     ++fLaunchRetries;
     if (launchIfNotRunning()) {
-        LOG_NOTE(Utils::stringWithFormat("After launchIfNotRunning(), switch to SiblingState::LAUNCHED, "
-                                         "fLaunchRetries = %d, named pipe path = %s",
-                                         fLaunchRetries, path()));
+        LOG_NOTE(Utils::stringWithFormat(launchedLine, fLaunchRetries, path()));
         resetNamedPipeTimeout();
         switchTo(SiblingState::LAUNCHED);
     } else {
-        LOG_NOTE(Utils::stringWithFormat("Failed launchIfNotRunning(). Switch to SiblingState::INACTIVE_KEEP_MESSAGES "
-                                         "because cannot launch, named pipe path = %s",
-                                         path()));
+        LOG_NOTE(Utils::stringWithFormat(failedLine, path()));
         switchToInactiveKeepMessages();
     }
     return true;

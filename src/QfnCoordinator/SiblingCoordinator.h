@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "QfnMessage/OpCode.h"
 #include "QfnService/Service_abstract.h"
 
 namespace Qfn {
@@ -78,13 +79,14 @@ private:
     SiblingCoordinator() = default;
     ~SiblingCoordinator() override = default;
 
+    bool sendToSibling(OpCode opCode);
     // One step of the state machine, taken after the children's slice.
     bool step();
     bool stepInactive(bool isKeepingMessages, bool doesPipeExist);
     bool stepSending();
     bool stepIdleOrLaunched(bool doesPipeExist);
     bool stepRunning();
-    bool launchStep();
+    bool launchStep(const char* launchedLine, const char* failedLine);
     void switchToInactiveKeepMessages();
     void switchTo(SiblingState state) { fSiblingState = state; }
     void logEntry(const char* line);

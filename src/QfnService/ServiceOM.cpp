@@ -12,7 +12,9 @@
 #include "QfnParser/query/OMAccessor.h"
 #include "QfnService/EvalThenSendMessageTask.h"
 #include "QfnService/IServiceHost.h"
+#include "QfnUtils/Clock.h"
 #include "QfnUtils/Dirs.h"
+#include "QfnUtils/Utils.h"
 
 namespace Qfn {
 
@@ -250,10 +252,24 @@ bool ServiceOM::evalScript(const Request& request)
 
 bool ServiceOM::isIdle() const
 {
+    bool isOwing = false;
     for (const std::weak_ptr<Task>& owed : fRequestTasks) {
         auto running = owed.lock();
-        if (running && !running->getIsTaskCompleted()) return false;
+        if (running && !running->getIsTaskCompleted()) {
+            isOwing = true;
+            break;
+        }
     }
+    if (!isOwing) {
+        fOwingSince = 0;
+        return Service_abstract::isIdle();
+    }
+    // Answers are waited for a while, not for ever: a script that runs on does not hold a
+    // terminating process.
+    const int64_t now = Clock::nowNanoseconds();
+    if (fOwingSince == 0) fOwingSince = now;
+    if (now - fOwingSince < kOwedAnswersWaitNanoseconds) return false;
+    LOG_NOTE(Utils::stringWithFormat("%s: answers still owed are not waited for any longer", fName.c_str()));
     return Service_abstract::isIdle();
 }
 

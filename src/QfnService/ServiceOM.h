@@ -62,6 +62,10 @@ private:
     std::map<GUIDClass*, Session> fSessions;
     // The tasks running requests' scripts, while they run.
     std::vector<std::weak_ptr<Task>> fRequestTasks;
+    // Since when isIdle has found answers owed (0: none owed); after kOwedAnswersWaitNanoseconds the
+    // service counts as idle all the same.
+    mutable int64_t fOwingSince = 0;
+    static constexpr int64_t kOwedAnswersWaitNanoseconds = 2000000000;
 };
 
 }  // namespace Qfn
