@@ -506,25 +506,11 @@ bool InternalCoordinator::deregisterObject()
     return retVal;
 }
 
-bool InternalCoordinator::monitorNamedPipe()
-{
-    return true;
-}
-
-bool InternalCoordinator::destroyNamedPipe()
-{
-    return true;
-}
-
 bool InternalCoordinator::deregisterPendingTasks()
 {
     return true;
 }
 
-std::string InternalCoordinator::getNamedPipePath() const
-{
-    return std::string();
-}
 
 }  // namespace Qfn
 

@@ -133,6 +133,14 @@ public:
     static bool pushConfigFile(const std::string& iniFilePath);
     static std::string getEntryFromConfigStack(const std::string& section, const std::string& key,
                                                const std::string& defaultValue);
+    // The entry as a list, placeholders resolved, from the newest file of the stack that has it;
+    // defaultValue as a list of one (or an empty list) when none has.
+    static const std::vector<std::string>& getResolvedEntryListFromConfigStack(const std::string& section,
+                                                                               const std::string& key,
+                                                                               const std::string& defaultValue);
+    // The coordinators the "siblings" section names (full names), and the launch line of one.
+    static std::vector<std::string> getSiblingsFromConfig();
+    static const std::vector<std::string>& getLaunchArgs(const std::string& coordinatorName);
     // One map per file of the stack: its sections with their entries.
     static std::shared_ptr<OMStored> getConfigStackData();
     static const std::vector<std::shared_ptr<Ini>>& getConfigStack() { return fConfigStack; }
@@ -263,7 +271,8 @@ public:
     bool receiveMessage(std::shared_ptr<const IObject> messageObj) override;
     // A message read from the named pipe, and one read from a gateway socket, whose addresses are
     // turned round to this side.
-    bool receiveMessageStr(const std::string& ipcMessageStr);
+    bool receiveMessageStr(const std::string& ipcMessageStr,
+                           const std::string& senderCoordinatorName = std::string());
     bool receiveGatewayMessageStr(const std::string& remoteIPAddress, const std::string& messageStr);
     // Learns the host, and the coordinator name when one is given, behind a sender's upstream GUID.
     bool registerSenderAddressObj(std::shared_ptr<const IObject> senderAddressObj,
@@ -284,9 +293,12 @@ public:
     // The services of the coordinator, let go by main after the coordinator, in this order.
     static void releaseServiceSingletons();
 
-    // The named pipe comes with the sibling coordinators: until then there is nothing to read.
+    // The coordinator's own read pipe: opened on the first round, read every round, destroyed once
+    // idle when terminating.
     bool monitorNamedPipe();
     bool destroyNamedPipe();
+    // The coordinator name a process publishes in its pid file; empty when none does.
+    static std::string getCoordinatorNameOfProcess(unsigned long processId);
     // The files that tell other processes this coordinator is alive: its pid file and its session
     // data (the sysInfo map), in the session data folder.
     bool destroySessionData();
@@ -334,6 +346,7 @@ private:
     uint32_t fEventLoopRounds = 0;
     int32_t fMessagingActivity = 0;
     GatewaySendMethod fGatewaySendMethod = nullptr;
+    int fNamedPipeHandle = 0;
 
     // Class-wide state.
     static std::shared_ptr<IObject> fSingleton;

@@ -12,6 +12,7 @@
 #include "QfnParser/query/OMAccessor.h"
 #include "QfnTask/Task.h"
 #include "QfnUtils/Dirs.h"
+#include "QfnUtils/Pipes.h"
 #include "QfnUtils/Utils.h"
 
 namespace Qfn {
@@ -353,6 +354,8 @@ bool InternalCoordinator::readConfigSettings()
             readInt("sleepStalledPipeMicroseconds", fSleepStalledPipeMicroseconds);
             readInt("killStalledPipeMicroseconds", fKillStalledPipeMicroseconds);
             readInt("sleepWaitForPipeMicroseconds", fSleepWaitForPipeMicroseconds);
+            Pipes::setTimes(fSleepWaitForPipeMicroseconds, fSleepStalledPipeMicroseconds,
+                            fKillStalledPipeMicroseconds);
             readInt("defaultTimeoutMicroseconds", fDefaultTimeoutMicroseconds);
             readInt("testTimeoutMicroseconds", fTestTimeoutMicroseconds);
             readInt("internalCoordinatorTimesliceMicroseconds", fInternalCoordinatorTimesliceMicroseconds);

@@ -3,6 +3,7 @@
 #include "QfnAddress/LocalResolvedAddress.h"
 #include "QfnAddress/RemoteResolvedAddress.h"
 #include "QfnCoordinator/InternalCoordinator.h"
+#include "QfnCoordinator/SiblingCoordinator.h"
 #include "QfnLogger/Check.h"
 #include "QfnLogger/Log.h"
 #include "QfnUtils/Utils.h"
@@ -178,6 +179,13 @@ bool InternalCoordinator::isKnownSiblingCoordinator(const std::string& coordinat
 {
     bool retVal = false;
     try {
+        // A proxy made by the scans or by traffic, or a launch line in the configuration; main looks
+        // again at once for a name it does not know yet (a sibling that has just started).
+        if (SiblingCoordinator::isKnownSibling(coordinatorName) || !getLaunchArgs(coordinatorName).empty())
+            return true;
+        if (isMainCoordinator() && SiblingCoordinator::isValidSiblingName(coordinatorName) &&
+            SiblingCoordinator::scanForSiblings() && SiblingCoordinator::isKnownSibling(coordinatorName))
+            return true;
         for (const auto& [guid, name] : fSenderCoordinatorNames) {
             auto host = fSenderHostNames.find(guid);
             if (name == coordinatorName &&

@@ -258,7 +258,8 @@ bool InternalCoordinator::receiveMessage(std::shared_ptr<const IObject> messageO
     return retVal;
 }
 
-bool InternalCoordinator::receiveMessageStr(const std::string& ipcMessageStr)
+bool InternalCoordinator::receiveMessageStr(const std::string& ipcMessageStr,
+                                            const std::string& senderCoordinatorName)
 {
     bool retVal = false;
     try {
@@ -269,7 +270,7 @@ bool InternalCoordinator::receiveMessageStr(const std::string& ipcMessageStr)
             ASSIGN_CONST_TYPED(ICoordinatorNameAddress, coordinatorNameAddress,
                                message->getSenderAddressObj());
             SANITY_CHECK(coordinatorNameAddress->getCoordinatorName() != fCoordinatorName);
-            SANITY_CHECK(registerSenderAddressObj(message->getSenderAddressObj()));
+            SANITY_CHECK(registerSenderAddressObj(message->getSenderAddressObj(), senderCoordinatorName));
             SANITY_CHECK(queueMessage(ipcMessageObj));
             retVal = true;
         } while (false);

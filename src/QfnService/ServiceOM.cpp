@@ -12,7 +12,9 @@
 #include "QfnParser/query/OMAccessor.h"
 #include "QfnService/EvalThenSendMessageTask.h"
 #include "QfnService/IServiceHost.h"
+#include "QfnUtils/Clock.h"
 #include "QfnUtils/Dirs.h"
+#include "QfnUtils/Utils.h"
 
 namespace Qfn {
 
@@ -234,12 +236,41 @@ bool ServiceOM::evalScript(const Request& request)
                    EvalThenSendMessageTask::factoryFromScript(
                        script, scope, getAddressObj(), request.senderAddressObj, ids, OpCode::EVAL_RESULT));
             SANITY_CHECK(Task::startTask(task));
+            // Answers owed keep the service busy: a terminating coordinator waits for them.
+            std::erase_if(fRequestTasks, [](const std::weak_ptr<Task>& owed) {
+                auto running = owed.lock();
+                return !running || running->getIsTaskCompleted();
+            });
+            fRequestTasks.push_back(task);
             retVal = true;
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);
     }
     return retVal;
+}
+
+bool ServiceOM::isIdle() const
+{
+    bool isOwing = false;
+    for (const std::weak_ptr<Task>& owed : fRequestTasks) {
+        auto running = owed.lock();
+        if (running && !running->getIsTaskCompleted()) {
+            isOwing = true;
+            break;
+        }
+    }
+    if (!isOwing) {
+        fOwingSince = 0;
+        return Service_abstract::isIdle();
+    }
+    // Answers are waited for a while, not for ever: a script that runs on does not hold a
+    // terminating process.
+    const int64_t now = Clock::nowNanoseconds();
+    if (fOwingSince == 0) fOwingSince = now;
+    if (now - fOwingSince < kOwedAnswersWaitNanoseconds) return false;
+    LOG_NOTE(Utils::stringWithFormat("%s: answers still owed are not waited for any longer", fName.c_str()));
+    return Service_abstract::isIdle();
 }
 
 bool ServiceOM::dataRequest(const Request& request)

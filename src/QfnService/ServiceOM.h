@@ -4,11 +4,14 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "QfnParser/Forward.h"
 #include "QfnService/Service_abstract.h"
 
 namespace Qfn {
+
+class Task;
 
 class IMessage;
 
@@ -27,6 +30,8 @@ public:
     static bool registerDeregisterClass(RegisterDeregister registerDeregister);
 
     bool receiveMessage(std::shared_ptr<const IObject> messageObj) override;
+    // False while a request's script is still running: its answer is owed.
+    bool isIdle() const override;
     const std::shared_ptr<OMScope>& getScope() const { return fScope; }
     size_t getSessionCount() const { return fSessions.size(); }
 
@@ -55,6 +60,12 @@ private:
     std::string fName;
     std::shared_ptr<OMScope> fScope;
     std::map<GUIDClass*, Session> fSessions;
+    // The tasks running requests' scripts, while they run.
+    std::vector<std::weak_ptr<Task>> fRequestTasks;
+    // Since when isIdle has found answers owed (0: none owed); after kOwedAnswersWaitNanoseconds the
+    // service counts as idle all the same.
+    mutable int64_t fOwingSince = 0;
+    static constexpr int64_t kOwedAnswersWaitNanoseconds = 2000000000;
 };
 
 }  // namespace Qfn

@@ -63,12 +63,12 @@ bool GatewayClient::connect(int port, std::chrono::milliseconds timeout)
 }
 
 std::string GatewayClient::wireText(Qfn::OpCode opCode, const std::string& servicePath,
-                                    const std::string& payload) const
+                                    const std::string& payload, const std::string& coordinatorName) const
 {
     auto message = Qfn::Message::factoryFromSenderDestinationAddressOpCodePayloadStr(
         Qfn::LocalResolvedAddress::factoryFromGUIDs(fClientGUID, fCoordinatorGUID),
         Qfn::RemoteUnresolvedAddress::factoryFromCoordinatorNameIndicesHostName(
-            "net.quillfern.coordinator.main", servicePath, "127.0.0.1"),
+            coordinatorName, servicePath, "127.0.0.1"),
         opCode, payload);
     return Qfn::Utils::escapeIPC(Qfn::Data_abstract::serializeToStr(message));
 }

@@ -39,8 +39,8 @@ public:
     // A free TCP port of loopback, for a gateway of one test.
     static int freePort();
     // The text of a message as it goes on the wire, without its line end.
-    std::string wireText(Qfn::OpCode opCode, const std::string& servicePath,
-                         const std::string& payload) const;
+    std::string wireText(Qfn::OpCode opCode, const std::string& servicePath, const std::string& payload,
+                         const std::string& coordinatorName = "net.quillfern.coordinator.main") const;
 
 private:
     int fSocket = -1;
