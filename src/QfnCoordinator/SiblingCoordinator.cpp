@@ -461,6 +461,7 @@ bool SiblingCoordinator::stepSending()
         case Pipes::WriteStatus::Empty:
             LOG_NOTE("siblingState::SENDING canGoIdle because buffer empty");
             if (!fMessageQueue.empty()) fMessageQueue.pop_front();
+            fLastSentNanoseconds = Clock::nowNanoseconds();
             fSendRetries = 0;
             switchTo(SiblingState::RUNNING);
             if (IServiceHost* host = IServiceHost::get()) host->reportMessagingActivityInEventLoop();
@@ -558,7 +559,12 @@ bool SiblingCoordinator::launchStep(const char* launchedLine, const char* failed
 bool SiblingCoordinator::stepRunning()
 {
     logEntry("siblingState::RUNNING");
-    if (InternalCoordinator::isMainCoordinator() && !isRunning(fSiblingName)) {
+    // Whether the sibling still runs is read from its pid file and the process table, ten times a
+    // second at most: this step comes on every round.
+    const int64_t now = Clock::nowNanoseconds();
+    const bool isRunningCheckDue = now >= fNextRunningCheckNanoseconds;
+    if (isRunningCheckDue) fNextRunningCheckNanoseconds = now + kRunningCheckIntervalNanoseconds;
+    if (isRunningCheckDue && InternalCoordinator::isMainCoordinator() && !isRunning(fSiblingName)) {
         LOG_NOTE(Utils::stringWithFormat(
             "fSiblingState == SiblingState::RUNNING && ! isRunning(), named pipe path = %s", path()));
         closeWritePipe();
@@ -567,7 +573,9 @@ bool SiblingCoordinator::stepRunning()
         return true;
     }
     if (fMessageQueue.empty()) {
-        if (fdNamedPipe != 0) {
+        // The pipe stays open while messages keep coming: a connection per message would cost more
+        // than the message. It closes once nothing was sent for a while.
+        if (fdNamedPipe != 0 && Clock::nowNanoseconds() - fLastSentNanoseconds > kPipeLingerNanoseconds) {
             LOG_NOTE(Utils::stringWithFormat("closing pipe %d, named pipe path = %s", fdNamedPipe, path()));
             closeWritePipe();
             if (IServiceHost* host = IServiceHost::get()) host->reportMessagingActivityInEventLoop();

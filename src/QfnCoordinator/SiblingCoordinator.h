@@ -108,6 +108,11 @@ private:
     int fLaunchRetries = 0;
     int64_t fPipeCreationDeadline = 0;
     int64_t fDropDeadline = 0;
+    // When the last message went out; the write pipe closes kPipeLingerNanoseconds after it.
+    int64_t fLastSentNanoseconds = 0;
+    static constexpr int64_t kPipeLingerNanoseconds = 100000000;
+    int64_t fNextRunningCheckNanoseconds = 0;
+    static constexpr int64_t kRunningCheckIntervalNanoseconds = 100000000;
 
     static std::map<std::string, std::weak_ptr<IObject>> fSiblings;
     static int64_t fNextActiveScan;

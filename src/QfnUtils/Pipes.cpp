@@ -143,6 +143,9 @@ bool Pipes::writeToNamedPipe(int handle, const std::string& str)
             std::shared_ptr<WritePipe> writePipe = WritePipe::getPipe(handle);
             if (!writePipe) break;
             retVal = writePipe->write(str);
+            // What the socket takes at once goes now, not a time slice later; a pipe that fails
+            // here is in its Error state, which the next time slice handles.
+            if (retVal) writePipe->poll();
         } while (false);
     } catch (std::exception& e) {
         LOG_THROWS(e);

@@ -14,6 +14,7 @@
 #include <sstream>
 
 #include "QfnParser/model/OMStored.h"
+#include "QfnUtils/Pipes.h"
 #include "QfnParser/query/OMAccessor.h"
 #include "support/GatewayClient.h"
 #include "support/PipeClient.h"
@@ -49,6 +50,7 @@ size_t countOf(const std::string& text, const std::string& part)
 
 // One host: the folders its coordinators share, its configuration, and the coordinators the test
 // started (by short name). Processes main launched on its own are ended by the PIDs they publish.
+// QFN_SIBLINGS_LOG_LEVEL=3 in the environment shows every coordinator's notes in a failure's output.
 class Host {
 public:
     explicit Host(const std::string& moreConfig = "")
@@ -93,7 +95,12 @@ public:
         EXPECT_TRUE(process->start());
         ProcessRunner& started = *process;
         fProcesses[shortName] = std::move(process);
-        EXPECT_TRUE(waitForPipe(kPrefix + shortName, 10000ms)) << started.standardError();
+        // Its own pid published (a killed predecessor's files are cleared before that), then its pipe.
+        const std::string name = kPrefix + shortName;
+        EXPECT_TRUE(ProcessRunner::waitFor(
+            [&] { return publishedPid(name) == static_cast<unsigned long>(started.pid()) && hasPipe(name); },
+            10000ms))
+            << started.standardError();
         return started;
     }
     ProcessRunner& process(const std::string& shortName) { return *fProcesses.at(shortName); }
@@ -326,7 +333,7 @@ TEST(Siblings, MainStoppedWhileAnsweringSendsWhatItOwesAndEndsClean)
     ASSERT_TRUE(client.receive(10000ms));
     // A slow answer is owed when the stop comes (main has logged the request): it still arrives.
     ASSERT_TRUE(client.send(OpCode::EVAL, kMain, "default",
-                            "{script: \"i = 0; while (i < 300000) { i = i + 1; }; 5\", clientSequenceNr: 1}"));
+                            "{script: \"i = 0; while (i < 100000) { i = i + 1; }; 5\", clientSequenceNr: 1}"));
     ASSERT_TRUE(ProcessRunner::waitFor(
         [&] { return host.process("main").standardError().find("opcode = 12 ") != std::string::npos; }, 10000ms));
     ASSERT_TRUE(host.process("main").sendSignal(SIGTERM));
@@ -341,4 +348,30 @@ TEST(Siblings, MainStoppedWhileAnsweringSendsWhatItOwesAndEndsClean)
     EXPECT_FALSE(host.hasPipe(kMain));
     client.close();
     host.stop("y");
+}
+
+TEST(Siblings, AKilledCoordinatorsMarkerAndSocketAreClearedByItsNextStart)
+{
+    Host host;
+    ProcessRunner& first = host.start("y");
+    const std::string socketPath = Qfn::Pipes::getRawNamedPipePath(host.pipeFolder() + kPrefix + "y");
+    ASSERT_TRUE(first.sendSignal(SIGKILL));
+    ASSERT_TRUE(first.waitForExit(10000ms));
+    ASSERT_TRUE(host.hasPipe(kPrefix + "y"));
+    ASSERT_TRUE(std::filesystem::exists(socketPath));
+
+    // The next y starts over them and serves.
+    host.start("y");
+    host.start("main");
+    PipeClient client(host.dataDirectory(), kPrefix + "testclient");
+    ASSERT_TRUE(client.open());
+    ASSERT_TRUE(client.send(OpCode::PING, kPrefix + "y", "net.quillfern.service.ping", "{again: 1}"));
+    auto pong = client.receive(10000ms);
+    ASSERT_TRUE(pong) << host.process("main").standardError();
+    EXPECT_EQ(pong->getPayloadStr(), "{again: 1}");
+    client.close();
+    host.stop("y");
+    host.stop("main");
+    EXPECT_FALSE(host.hasPipe(kPrefix + "y"));
+    EXPECT_FALSE(std::filesystem::exists(socketPath));
 }

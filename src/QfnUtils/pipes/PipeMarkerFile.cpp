@@ -1,5 +1,9 @@
 #include "QfnUtils/pipes/PipeMarkerFile.h"
 
+#include <unistd.h>
+
+#include <filesystem>
+
 #include "QfnLogger/Check.h"
 #include "QfnUtils/Dirs.h"
 #include "QfnUtils/Utils.h"
@@ -26,7 +30,15 @@ bool PipeMarkerFile::write(const std::string& markerPath, const std::string& raw
             // clang-format on
             const std::string text = "[" + kSection + "]\r\n" + kProxyPathKey + "=" +
                                      Utils::enquoteString(rawNamedPipePath) + "\r\n";
-            SANITY_CHECK(Dirs::writeFile(markerPath, text));
+            // Written aside and renamed into place, so that a reader never sees half a marker.
+            const size_t nameAt = markerPath.rfind(Dirs::kSeparator) + 1;
+            const std::string partPath = markerPath.substr(0, nameAt) + "." + markerPath.substr(nameAt) +
+                                         ".part-" + std::to_string(::getpid());
+            SANITY_CHECK(Dirs::writeFile(partPath, text));
+            std::error_code renameError;
+            std::filesystem::rename(partPath, markerPath, renameError);
+            if (renameError) std::filesystem::remove(partPath, renameError);
+            SANITY_CHECK(Dirs::fileExists(markerPath));
             retVal = true;
         } while (false);
     } catch (std::exception& e) {

@@ -81,8 +81,9 @@ TEST_F(WritePipeTest, StringsArriveUnchangedAndTheQueueEmpties)
                                            QfnTest::patternString(4065)};
     for (const std::string& text : sent)
         ASSERT_TRUE(Pipes::writeToNamedPipe(writer, text));
-    EXPECT_EQ(Pipes::getWritePipeStatus(writer), Status::Open);
-    EXPECT_FALSE(Pipes::isAllWritePipesIdle());
+    // What the socket takes goes out with the write itself; the rest waits for the time slices.
+    const Status afterWrites = Pipes::getWritePipeStatus(writer);
+    EXPECT_TRUE(afterWrites == Status::Open || afterWrites == Status::Empty);
 
     std::vector<std::string> received;
     std::vector<unsigned long> senders;
@@ -99,12 +100,18 @@ TEST_F(WritePipeTest, StringsArriveUnchangedAndTheQueueEmpties)
     EXPECT_TRUE(Pipes::isAllWritePipesIdle());
     EXPECT_TRUE(Pipes::isAllReadPipesIdle());
 
-    // A close with strings queued lets them go out first.
+    // A close right after a write loses nothing: what is queued goes out first.
     ASSERT_TRUE(Pipes::writeToNamedPipe(writer, "last words"));
     EXPECT_TRUE(Pipes::closeNamedPipe(writer));
-    EXPECT_EQ(Pipes::getWritePipeStatus(writer), Status::Closed);
-    ASSERT_TRUE(pumpUntil([&] { return Pipes::getWritePipeStatus(writer) == Status::None; }, kDeadline));
-    EXPECT_EQ(QfnTest::readAll(reader), std::vector<std::string>{"last words"});
+    std::vector<std::string> last;
+    ASSERT_TRUE(pumpUntil(
+        [&] {
+            for (const std::string& text : QfnTest::readAll(reader))
+                last.push_back(text);
+            return Pipes::getWritePipeStatus(writer) == Status::None && !last.empty();
+        },
+        kDeadline));
+    EXPECT_EQ(last, std::vector<std::string>{"last words"});
 }
 
 TEST_F(WritePipeTest, ConnectAttemptsWaitSleepWaitForPipeUntilTheReaderListens)
