@@ -105,10 +105,6 @@ public:
     }
     ProcessRunner& process(const std::string& shortName) { return *fProcesses.at(shortName); }
     bool hasPipe(const std::string& name) const { return std::filesystem::exists(pipeFolder() + name); }
-    bool waitForPipe(const std::string& name, std::chrono::milliseconds timeout) const
-    {
-        return ProcessRunner::waitFor([&] { return hasPipe(name) && publishedPid(name) != 0; }, timeout);
-    }
     unsigned long publishedPid(const std::string& name) const
     {
         std::ifstream file(sessionFolder() + name + ".pid");
