@@ -347,6 +347,8 @@ private:
     int32_t fMessagingActivity = 0;
     GatewaySendMethod fGatewaySendMethod = nullptr;
     int fNamedPipeHandle = 0;
+    // The path of the read pipe while it is open.
+    std::string fOwnNamedPipePath;
 
     // Class-wide state.
     static std::shared_ptr<IObject> fSingleton;

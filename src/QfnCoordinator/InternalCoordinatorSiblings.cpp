@@ -64,7 +64,10 @@ bool InternalCoordinator::monitorNamedPipe()
     bool retVal = false;
     try {
         do {
-            const std::string path = getNamedPipePath();
+            // The path is worked out (which tests the folder on the disk) only while no pipe is open:
+            // this runs twice in every round.
+            if (fNamedPipeHandle == 0) fOwnNamedPipePath = getNamedPipePath();
+            const std::string& path = fOwnNamedPipePath;
             // Whether the marker is still there is read from the disk ten times a second at most.
             const int64_t now = Clock::nowNanoseconds();
             const bool isMarkerCheckDue = now >= gNextMarkerCheck;
